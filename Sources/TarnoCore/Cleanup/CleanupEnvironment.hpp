@@ -1,0 +1,33 @@
+#pragma once
+
+#include "TarnoCore/Cleanup/CleanupItem.hpp"
+#include "TarnoCore/Cleanup/Tools/Docker.hpp"
+#include "TarnoCore/Cleanup/Tools/Simulators.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarno {
+
+// The machine as the catalog sees it. Every callable may be called from any thread.
+struct CleanupEnvironment {
+    std::string home; // no trailing slash
+    std::function<bool(const std::vector<std::string>& names, const std::vector<std::string>& bundleIDs)> isAppInstalled;
+    std::function<std::optional<std::string>(const std::string& bundleID)> appName;
+    std::function<std::vector<std::string>()> installedBundleIDs;
+    std::function<std::vector<SimulatorDevice>()> simulators;
+    std::vector<std::string> globalNpmConfigFiles;
+    std::optional<std::string> rootYarnCache;
+    std::function<DockerStatus()> docker;
+    std::function<std::vector<CleanupItem>()> toolItems;
+
+    // This machine.
+    static CleanupEnvironment live();
+
+    // A machine with the given home and nothing else: no apps, no tools.
+    static CleanupEnvironment empty(std::string home);
+};
+
+} // namespace tarno

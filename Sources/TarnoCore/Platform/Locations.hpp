@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// Where this platform keeps the things the system reads and guards. Tables that
+// name macOS locations stay in their own modules; this is what differs here.
+namespace tarno::Platform {
+
+// The user's home folder, without a trailing slash.
+std::string homeFolder();
+
+// The user's Trash folder. `dataHome` is $XDG_DATA_HOME when set; pass
+// std::nullopt to use the default under the home.
+std::string trashFolder(const std::string& home, const std::optional<std::string>& dataHome);
+
+// The same for the running process's environment.
+std::string trashFolder(const std::string& home);
+
+// The folder whose listing tells whether the process has full disk access.
+std::string privacyProbeFolder(const std::string& home);
+
+// npm's global configuration files, in the order npm reads them.
+std::vector<std::string> globalNpmConfigFiles();
+
+// Where Yarn keeps its cache when it runs as root.
+std::optional<std::string> rootYarnCache();
+
+} // namespace tarno::Platform
