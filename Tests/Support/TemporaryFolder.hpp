@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -59,6 +60,24 @@ public:
         std::string block(4096, fill);
         for (std::size_t written = 0; written < size; written += block.size())
             out.write(block.data(), static_cast<std::streamsize>(std::min(block.size(), size - written)));
+        return full;
+    }
+
+    // A symbolic link at `relative` whose content is `target`, verbatim; returns its full path.
+    std::string makeSymlink(std::string_view target, std::string_view relative) const
+    {
+        std::string full = *this / relative;
+        std::filesystem::create_directories(std::filesystem::path(full).parent_path());
+        std::filesystem::create_symlink(std::filesystem::path(std::string(target)), full);
+        return full;
+    }
+
+    // A second name for the existing file `existing`; both relative; returns the new full path.
+    std::string makeHardLink(std::string_view existing, std::string_view relative) const
+    {
+        std::string full = *this / relative;
+        std::filesystem::create_directories(std::filesystem::path(full).parent_path());
+        std::filesystem::create_hard_link(*this / existing, full);
         return full;
     }
 

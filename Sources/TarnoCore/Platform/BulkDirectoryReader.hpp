@@ -15,8 +15,8 @@ class BulkDirectoryReader {
 public:
     enum class Result {
         complete,        // every entry was read
-        failedAtStart,   // the first read failed: nothing was gathered
-        failedPartway,   // a later read failed: what was gathered must be dropped
+        failedAtStart,   // the first batch could not be read: the folder is unreadable
+        failedPartway,   // a later batch failed: what was gathered must be dropped
     };
 
     BulkDirectoryReader();

@@ -8,11 +8,12 @@
 // name macOS locations stay in their own modules; this is what differs here.
 namespace tarno::Platform {
 
-// The user's home folder, without a trailing slash.
+// The user's home folder, without a trailing slash: $HOME when it is absolute,
+// else the user database's entry; empty when neither names one.
 std::string homeFolder();
 
-// The user's Trash folder. `dataHome` is $XDG_DATA_HOME when set; pass
-// std::nullopt to use the default under the home.
+// The user's Trash folder: `dataHome` + "/Trash", or home + "/.local/share/Trash"
+// when `dataHome` ($XDG_DATA_HOME) is absent, empty or not absolute.
 std::string trashFolder(const std::string& home, const std::optional<std::string>& dataHome);
 
 // The same for the running process's environment.
