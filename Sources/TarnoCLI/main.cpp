@@ -1,1 +1,30 @@
-int main() { return 0; }
+#include "CommandLine.hpp"
+#include "Commands.hpp"
+
+#include <fmt/core.h>
+
+#include <string>
+#include <vector>
+
+int main(int argc, char** argv)
+{
+    using namespace tarno::cli;
+    constexpr std::string_view commands = "tarno-cli measure|catalog|scan ... (tarno-cli --help for more)";
+
+    if (argc < 2)
+        return reportUsageError("missing command", commands);
+    const std::string command = argv[1];
+    const std::vector<std::string> arguments(argv + 2, argv + argc);
+
+    if (command == "--help" || command == "-h" || command == "help") {
+        fmt::print("{}", helpText());
+        return 0;
+    }
+    if (command == measureSyntax.name)
+        return runMeasure(arguments);
+    if (command == catalogSyntax.name)
+        return runCatalog(arguments);
+    if (command == scanSyntax.name)
+        return runScan(arguments);
+    return reportUsageError(fmt::format("unknown command '{}'", command), commands);
+}

@@ -1,0 +1,57 @@
+#include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
+
+#include "TarnoCore/Platform/Locations.hpp"
+
+#include <sys/stat.h>
+
+namespace tarno {
+
+namespace {
+
+// An application reached through a link counts; a dangling link does not.
+bool exists(const std::string& path)
+{
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+} // namespace
+
+CleanupEnvironment CleanupEnvironment::live() { return live(Platform::homeFolder()); }
+
+CleanupEnvironment CleanupEnvironment::live(std::string home)
+{
+    CleanupEnvironment env = empty(std::move(home));
+    // Applications are looked for where a Mac keeps them, which is also how the
+    // rules are tried on made-up homes. Bundle identifiers, the installed
+    // applications, the simulators, Docker and the tool items have no source on
+    // this machine yet, so they answer as on a machine without them.
+    env.isAppInstalled = [home = env.home](const std::vector<std::string>& names,
+                                           const std::vector<std::string>& /*bundleIDs*/) {
+        for (const std::string& name : names) {
+            if (exists("/Applications/" + name + ".app") || exists(home + "/Applications/" + name + ".app"))
+                return true;
+        }
+        return false;
+    };
+    env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
+    env.rootYarnCache = Platform::rootYarnCache();
+    return env;
+}
+
+CleanupEnvironment CleanupEnvironment::empty(std::string home)
+{
+    return CleanupEnvironment{
+        .home = std::move(home),
+        .isAppInstalled = [](const std::vector<std::string>&, const std::vector<std::string>&) { return false; },
+        .appName = [](const std::string&) -> std::optional<std::string> { return std::nullopt; },
+        .installedBundleIDs = [] { return std::vector<std::string>{}; },
+        .simulators = [] { return std::vector<SimulatorDevice>{}; },
+        .globalNpmConfigFiles = {},
+        .rootYarnCache = std::nullopt,
+        .docker = [] { return DockerStatus::notInstalled(); },
+        .toolItems = [] { return std::vector<CleanupItem>{}; },
+    };
+}
+
+} // namespace tarno

@@ -26,6 +26,9 @@ struct CleanupEnvironment {
     // This machine.
     static CleanupEnvironment live();
 
+    // This machine, with the catalog looking at another home folder.
+    static CleanupEnvironment live(std::string home);
+
     // A machine with the given home and nothing else: no apps, no tools.
     static CleanupEnvironment empty(std::string home);
 };

@@ -1,0 +1,105 @@
+#include "CommandLine.hpp"
+
+#include <fmt/core.h>
+
+#include <cstdio>
+
+namespace tarno::cli {
+
+const CommandSyntax measureSyntax{
+    .name = "measure",
+    .usage = "tarno-cli measure [--json] PATH...",
+    .flags = {"--json"},
+    .valueOptions = {},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
+const CommandSyntax catalogSyntax{
+    .name = "catalog",
+    .usage = "tarno-cli catalog [--home DIR] [--measure] [--json]",
+    .flags = {"--measure", "--json"},
+    .valueOptions = {"--home"},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
+const CommandSyntax scanSyntax{
+    .name = "scan",
+    .usage = "tarno-cli scan [--home DIR]",
+    .flags = {},
+    .valueOptions = {"--home"},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
+std::optional<std::string> ParsedArguments::option(const std::string& name) const
+{
+    const auto found = options.find(name);
+    if (found == options.end())
+        return std::nullopt;
+    return found->second;
+}
+
+std::optional<ParsedArguments> parseArguments(const CommandSyntax& syntax, const std::vector<std::string>& arguments)
+{
+    ParsedArguments parsed;
+    bool optionsEnded = false;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        const bool looksLikeOption = argument.size() > 1 && argument.front() == '-';
+        if (optionsEnded || !looksLikeOption) {
+            if (!syntax.takesOperands) {
+                reportUsageError(fmt::format("unexpected operand '{}'", argument), syntax.usage);
+                return std::nullopt;
+            }
+            parsed.operands.push_back(argument);
+        } else if (argument == "--") {
+            optionsEnded = true;
+        } else if (syntax.flags.contains(argument)) {
+            parsed.flags.insert(argument);
+        } else if (syntax.valueOptions.contains(argument)) {
+            if (index + 1 == arguments.size()) {
+                reportUsageError(fmt::format("option '{}' needs a value", argument), syntax.usage);
+                return std::nullopt;
+            }
+            parsed.options[argument] = arguments[++index];
+        } else {
+            reportUsageError(fmt::format("unknown option '{}'", argument), syntax.usage);
+            return std::nullopt;
+        }
+    }
+    if (syntax.needsOperands && parsed.operands.empty()) {
+        reportUsageError("missing operand", syntax.usage);
+        return std::nullopt;
+    }
+    return parsed;
+}
+
+int reportUsageError(std::string_view problem, std::string_view usage)
+{
+    fmt::print(stderr, "tarno-cli: {}; usage: {}\n", problem, usage);
+    return usageErrorStatus;
+}
+
+std::string helpText()
+{
+    return fmt::format("Usage:\n"
+                       "  {}\n"
+                       "      How much disk the paths take together, hard links counted once.\n"
+                       "  {}\n"
+                       "      What the cleanup catalog offers for the home folder, with sizes on --measure.\n"
+                       "  {}\n"
+                       "      The cleanup report: what can go, by category, with sizes.\n"
+                       "  tarno-cli --help\n",
+                       measureSyntax.usage, catalogSyntax.usage, scanSyntax.usage);
+}
+
+std::string withoutTrailingSlash(std::string path)
+{
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+} // namespace tarno::cli

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Each command takes the arguments after its name and gives the exit status.
+namespace tarno::cli {
+
+int runMeasure(const std::vector<std::string>& arguments);
+int runCatalog(const std::vector<std::string>& arguments);
+int runScan(const std::vector<std::string>& arguments);
+
+} // namespace tarno::cli

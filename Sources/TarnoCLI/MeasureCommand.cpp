@@ -1,0 +1,54 @@
+#include "CommandLine.hpp"
+#include "Commands.hpp"
+#include "JsonEncoding.hpp"
+#include "TextFormat.hpp"
+
+#include "TarnoCore/Foundation/ByteFormat.hpp"
+#include "TarnoCore/Foundation/SizeScanner.hpp"
+
+#include <fmt/core.h>
+
+#include <filesystem>
+
+namespace tarno::cli {
+
+namespace {
+
+// The measure wants absolute paths without a trailing slash.
+std::string absolutePath(const std::string& given)
+{
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(given, error);
+    return withoutTrailingSlash(error ? given : absolute.string());
+}
+
+void printHuman(const SizeResult& size)
+{
+    fmt::print("Size: {}\n", ByteFormat::string(size.bytes));
+    fmt::print("Files: {}\n", size.files);
+    fmt::print("Unreadable folders: {}\n", size.unreadableDirectories);
+    fmt::print("Newest modification: {}\n",
+               size.newestModification ? TextFormat::isoTimestamp(*size.newestModification) : "none");
+}
+
+} // namespace
+
+int runMeasure(const std::vector<std::string>& arguments)
+{
+    const std::optional<ParsedArguments> parsed = parseArguments(measureSyntax, arguments);
+    if (!parsed)
+        return usageErrorStatus;
+
+    std::vector<std::string> paths;
+    for (const std::string& operand : parsed->operands)
+        paths.push_back(absolutePath(operand));
+    const SizeResult size = SizeScanner::measure(paths);
+
+    if (parsed->has("--json"))
+        fmt::print("{}\n", JsonEncoding::encode(size).dump(2));
+    else
+        printHuman(size);
+    return 0;
+}
+
+} // namespace tarno::cli

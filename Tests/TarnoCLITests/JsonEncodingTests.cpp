@@ -1,0 +1,75 @@
+#include "JsonEncoding.hpp"
+#include "TextFormat.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tarno::cli {
+namespace {
+
+using JsonEncoding::Json;
+using Keys = std::vector<std::string>;
+
+Keys keysOf(const Json& object)
+{
+    Keys keys;
+    for (const auto& [key, value] : object.items())
+        keys.push_back(key);
+    return keys;
+}
+
+TEST(JsonEncodingTests, SizeResultUsesTheRecordsFieldsAndAnIsoDate)
+{
+    SizeResult size;
+    size.bytes = 4096;
+    size.files = 3;
+    size.unreadableDirectories = 1;
+    Json encoded = JsonEncoding::encode(size);
+    EXPECT_EQ(keysOf(encoded), (Keys{"bytes", "files", "unreadableDirectories", "newestModification"}));
+    EXPECT_EQ(encoded["bytes"], 4096);
+    EXPECT_EQ(encoded["files"], 3);
+    EXPECT_EQ(encoded["unreadableDirectories"], 1);
+    EXPECT_TRUE(encoded["newestModification"].is_null());
+
+    size.newestModification = std::chrono::system_clock::from_time_t(1714555800);
+    EXPECT_EQ(JsonEncoding::encode(size)["newestModification"], "2024-05-01T09:30:00Z");
+    EXPECT_EQ(TextFormat::isoTimestamp(std::chrono::system_clock::from_time_t(0)), "1970-01-01T00:00:00Z");
+}
+
+TEST(JsonEncodingTests, ActionsCarryTheirKindPathsAndOwnPayload)
+{
+    const Json remove = JsonEncoding::encode(CleanupAction{CleanupAction::DeleteContents{{"/h/a", "/h/b"}}});
+    EXPECT_EQ(remove, Json::parse(R"({"kind": "deleteContents", "paths": ["/h/a", "/h/b"]})"));
+
+    const Json run = JsonEncoding::encode(CleanupAction{CleanupAction::Run{"/usr/bin/tool", {"clean"}, {"/h/c"}}});
+    EXPECT_EQ(keysOf(run), (Keys{"kind", "paths", "tool", "arguments"}));
+    EXPECT_EQ(run, Json::parse(R"({"kind": "run", "paths": ["/h/c"], "tool": "/usr/bin/tool",
+                                   "arguments": ["clean"]})"));
+
+    const Json worktree =
+        JsonEncoding::encode(CleanupAction{CleanupAction::RemoveWorktree{"/h/repo", "/h/wt", {"/h/wt/build"}}});
+    EXPECT_EQ(keysOf(worktree), (Keys{"kind", "paths", "repository", "clearFirst"}));
+    EXPECT_EQ(worktree, Json::parse(R"({"kind": "removeWorktree", "paths": ["/h/wt"], "repository": "/h/repo",
+                                        "clearFirst": ["/h/wt/build"]})"));
+}
+
+TEST(JsonEncodingTests, ItemsUseTheRecordsFieldsInOrder)
+{
+    CleanupItem item{"tools.cache", "Tool cache", CleanupCategory::developerTools, "It is downloaded again.",
+                     Safety::review, CleanupAction::Trash{{"/h/cache"}}, true, 0, std::nullopt};
+    Json encoded = JsonEncoding::encode(item);
+    EXPECT_EQ(keysOf(encoded), (Keys{"id", "title", "category", "consequence", "safety", "action", "requiresAdmin",
+                                     "minimumBytesToShow", "knownBytes"}));
+    EXPECT_EQ(encoded["category"], "developerTools");
+    EXPECT_EQ(encoded["safety"], "review");
+    EXPECT_EQ(encoded["action"]["kind"], "trash");
+    EXPECT_EQ(encoded["requiresAdmin"], true);
+    EXPECT_EQ(encoded["minimumBytesToShow"], 0);
+    EXPECT_TRUE(encoded["knownBytes"].is_null());
+
+    item.knownBytes = 0;
+    EXPECT_EQ(JsonEncoding::encode(item)["knownBytes"], 0);
+    EXPECT_EQ(TextFormat::safetyLabel(Safety::review), "Your call");
+}
+
+} // namespace
+} // namespace tarno::cli
