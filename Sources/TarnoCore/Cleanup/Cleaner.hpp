@@ -1,0 +1,34 @@
+#pragma once
+
+#include "TarnoCore/Cleanup/CleanupAction.hpp"
+#include "TarnoCore/Foundation/PathGuard.hpp"
+
+#include <string>
+#include <vector>
+
+namespace tarno {
+
+// What an action did.
+struct CleanReport {
+    struct Failure {
+        std::string path;   // or the tool of a run action
+        std::string reason; // words for the user
+        bool operator==(const Failure&) const = default;
+    };
+
+    int removed = 0; // paths removed, moved or acted on
+    std::vector<Failure> failures;
+
+    bool operator==(const CleanReport&) const = default;
+};
+
+// The one place that removes things. Every path is put to the guard just
+// before it is touched; each path gets its own attempt and report line.
+struct Cleaner {
+    PathGuard guardian;
+
+    // Blocks: call it off the main thread.
+    CleanReport perform(const CleanupAction& action) const;
+};
+
+} // namespace tarno
