@@ -1,0 +1,31 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The detail area of a section whose screen is not there: its title alone.
+Item {
+    id: placeholder
+
+    property string title
+    property string symbol
+    property color tint: Theme.accent
+
+    ColumnLayout {
+        anchors.centerIn: parent
+        spacing: Theme.spacingLarge
+
+        IconChip {
+            Layout.alignment: Qt.AlignHCenter
+            symbol: placeholder.symbol
+            tint: placeholder.tint
+            size: 72
+        }
+        Label {
+            Layout.alignment: Qt.AlignHCenter
+            text: placeholder.title
+            font.pixelSize: Theme.titleSize
+            font.weight: Font.DemiBold
+            color: Theme.text
+        }
+    }
+}

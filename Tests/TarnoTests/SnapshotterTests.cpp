@@ -1,0 +1,79 @@
+#include "Tarno/Snapshotter.hpp"
+#include "Tarno/TarnoApp.hpp"
+
+#include "Support/TemporaryFolder.hpp"
+
+#include <QImage>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QSet>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace tarno {
+namespace {
+
+using test::TemporaryFolder;
+
+// Waits for the snapshotter's one finished signal; its arguments, or none on time-out.
+std::optional<QList<QVariant>> runToEnd(Snapshotter& snapshotter)
+{
+    QSignalSpy finished(&snapshotter, &Snapshotter::finished);
+    snapshotter.start();
+    if (finished.isEmpty() && !finished.wait(60'000))
+        return std::nullopt;
+    return finished.takeFirst();
+}
+
+bool hasMoreThanOneColour(const QImage& image)
+{
+    const QRgb first = image.pixel(0, 0);
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (image.pixel(x, y) != first)
+                return true;
+    return false;
+}
+
+TEST(Snapshotter, RendersEverySectionToItsOwnImage)
+{
+    TemporaryFolder folder;
+    const std::string home = folder.makeFolder("home");
+    TarnoApp app({}, std::make_unique<QSettings>(QString::fromStdString(folder / "Tarno.conf"), QSettings::IniFormat),
+                 [&] { return CleanupEnvironment::empty(home); });
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = app.loadMainWindow(engine);
+    ASSERT_NE(window, nullptr);
+
+    const QString snapshots = QString::fromStdString(folder / "snapshots");
+    Snapshotter snapshotter(window, app.model(), snapshots);
+    const auto outcome = runToEnd(snapshotter);
+    ASSERT_TRUE(outcome.has_value());
+    ASSERT_TRUE(outcome->at(0).toBool()) << outcome->at(1).toString().toStdString();
+
+    QList<QImage> images;
+    for (AppModel::Section section : allSections) {
+        const QString path = snapshots + QLatin1Char('/') + rawValue(section) + QStringLiteral(".png");
+        SCOPED_TRACE(path.toStdString());
+        const QImage image(path);
+        ASSERT_FALSE(image.isNull());
+        EXPECT_EQ(image.size(), window->size() * window->devicePixelRatio());
+        EXPECT_TRUE(hasMoreThanOneColour(image));
+        images.append(image);
+    }
+    EXPECT_NE(images.at(0), images.at(1));
+    EXPECT_NE(images.at(3), images.at(6));
+
+    // A folder that cannot be made ends the run with a message naming it.
+    folder.makeFile("taken");
+    const QString blocked = QString::fromStdString(folder / "taken/snapshots");
+    Snapshotter refused(window, app.model(), blocked);
+    const auto failure = runToEnd(refused);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_FALSE(failure->at(0).toBool());
+    EXPECT_TRUE(failure->at(1).toString().contains(blocked));
+}
+
+} // namespace
+} // namespace tarno
