@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Sets up, builds and runs every test, then the core tests again under the
+# address and undefined-behaviour sanitizers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh
+
+cmake --preset default >/dev/null
+cmake --build --preset default
+ctest --preset default -j2
+
+cmake --preset asan-core >/dev/null
+cmake --build --preset asan-core
+ctest --preset asan-core -j2
