@@ -23,7 +23,9 @@ struct Output {
 // environment entries are laid over the process's own (an empty map changes
 // nothing). At the time-out the tool's process group is asked to terminate,
 // and killed 5 seconds later if it is still there. Blocks until the tool has
-// ended and its output has been read; std::nullopt when it could not start.
+// ended and its output has been read; a child it left behind holding a pipe
+// open is not waited for. std::nullopt when it could not start: missing, not
+// executable, or a path that is not absolute. Safe to call from any thread.
 std::optional<Output> run(const std::string& tool,
                           const std::vector<std::string>& arguments,
                           const std::map<std::string, std::string>& environment,

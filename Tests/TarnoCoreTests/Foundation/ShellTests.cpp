@@ -1,0 +1,243 @@
+#include "TarnoCore/Foundation/Shell.hpp"
+
+#include "Support/TemporaryFolder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarno {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using Clock = std::chrono::steady_clock;
+
+std::optional<Shell::Output> shell(const std::string& script, std::chrono::duration<double> timeout = 30s)
+{
+    return Shell::run("/bin/sh", {"-c", script}, {}, timeout);
+}
+
+// Whether the process is gone or only waits to be reaped by whoever adopted it.
+bool hasEnded(pid_t pid)
+{
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    if (!std::getline(stat, text))
+        return true;
+    const std::size_t nameEnd = text.rfind(')');
+    return nameEnd != std::string::npos && nameEnd + 2 < text.size() && text[nameEnd + 2] == 'Z';
+}
+
+bool endsWithin(pid_t pid, std::chrono::milliseconds limit)
+{
+    const auto until = Clock::now() + limit;
+    while (!hasEnded(pid)) {
+        if (Clock::now() > until)
+            return false;
+        std::this_thread::sleep_for(20ms);
+    }
+    return true;
+}
+
+TEST(ShellTests, ArgumentsReachTheToolVerbatimWithoutAnInterpreter)
+{
+    const auto noArguments = Shell::run("/bin/echo", {}, {}, 10s);
+    ASSERT_TRUE(noArguments);
+    EXPECT_EQ(noArguments->standardOutput, "\n");
+    EXPECT_TRUE(noArguments->succeeded());
+
+    const auto quoted = Shell::run("/usr/bin/printf", {"[%s]", "a b", "'q'", "$HOME", "*", ""}, {}, 10s);
+    ASSERT_TRUE(quoted);
+    EXPECT_EQ(quoted->standardOutput, "[a b]['q'][$HOME][*][]");
+    EXPECT_EQ(quoted->standardError, "");
+}
+
+TEST(ShellTests, EnvironmentIsInheritedOrOverlaid)
+{
+    ASSERT_EQ(::setenv("TARNO_SHELL_INHERITED", "kept", 1), 0);
+    ASSERT_EQ(::setenv("TARNO_SHELL_REPLACED", "old", 1), 0);
+
+    const auto inherited = Shell::run("/usr/bin/env", {}, {}, 10s);
+    ASSERT_TRUE(inherited);
+    EXPECT_THAT(inherited->standardOutput, HasSubstr("TARNO_SHELL_INHERITED=kept\n"));
+    EXPECT_THAT(inherited->standardOutput, HasSubstr("TARNO_SHELL_REPLACED=old\n"));
+
+    const auto overlaid =
+        Shell::run("/usr/bin/env", {}, {{"TARNO_SHELL_REPLACED", "new"}, {"TARNO_SHELL_ADDED", "a=b c"}}, 10s);
+    ASSERT_TRUE(overlaid);
+    EXPECT_THAT(overlaid->standardOutput, HasSubstr("TARNO_SHELL_INHERITED=kept\n"));
+    EXPECT_THAT(overlaid->standardOutput, HasSubstr("TARNO_SHELL_REPLACED=new\n"));
+    EXPECT_THAT(overlaid->standardOutput, Not(HasSubstr("TARNO_SHELL_REPLACED=old")));
+    EXPECT_THAT(overlaid->standardOutput, HasSubstr("TARNO_SHELL_ADDED=a=b c\n"));
+
+    ::unsetenv("TARNO_SHELL_INHERITED");
+    ::unsetenv("TARNO_SHELL_REPLACED");
+}
+
+TEST(ShellTests, StandardInputIsAtEndOfFile)
+{
+    // Our own standard input is a pipe nobody writes to: a tool reading the
+    // caller's input would wait for ever.
+    int silent[2];
+    ASSERT_EQ(::pipe(silent), 0);
+    const int savedInput = ::dup(STDIN_FILENO);
+    ::dup2(silent[0], STDIN_FILENO);
+
+    const auto started = Clock::now();
+    const auto output = Shell::run("/bin/cat", {}, {}, 20s);
+    const auto elapsed = Clock::now() - started;
+
+    ::dup2(savedInput, STDIN_FILENO);
+    ::close(savedInput);
+    ::close(silent[0]);
+    ::close(silent[1]);
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->status, 0);
+    EXPECT_EQ(output->standardOutput, "");
+    EXPECT_LT(elapsed, 10s);
+}
+
+TEST(ShellTests, BothStreamsAreReadSideBySide)
+{
+    // A megabyte to standard error first: a runner that read standard output
+    // to its end before the other would never see the tool finish.
+    const auto output = shell("head -c 1000000 /dev/zero | tr '\\0' e >&2; head -c 1000000 /dev/zero | tr '\\0' o");
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->status, 0);
+    EXPECT_EQ(output->standardOutput, std::string(1'000'000, 'o'));
+    EXPECT_EQ(output->standardError, std::string(1'000'000, 'e'));
+}
+
+TEST(ShellTests, StatusIsTheExitCodeOrSignalPlus128)
+{
+    const auto failed = shell("echo partial; echo why >&2; exit 3");
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->status, 3);
+    EXPECT_FALSE(failed->succeeded());
+    EXPECT_EQ(failed->standardOutput, "partial\n");
+    EXPECT_EQ(failed->standardError, "why\n");
+
+    const auto signalled = shell("kill -USR1 $$");
+    ASSERT_TRUE(signalled);
+    EXPECT_EQ(signalled->status, 128 + SIGUSR1);
+
+    const auto fine = shell("exit 0");
+    ASSERT_TRUE(fine);
+    EXPECT_TRUE(fine->succeeded());
+}
+
+TEST(ShellTests, TimeOutTerminatesTheToolAndItsGroup)
+{
+    auto started = Clock::now();
+    const auto sleeper = Shell::run("/bin/sleep", {"30"}, {}, 0.5s);
+    EXPECT_LT(Clock::now() - started, 10s);
+    ASSERT_TRUE(sleeper);
+    EXPECT_EQ(sleeper->status, 128 + SIGTERM);
+
+    // What was written before the time-out is kept, and the tool's own
+    // children are stopped with it.
+    started = Clock::now();
+    const auto parent = shell("sleep 30 & echo $!; wait", 0.5s);
+    EXPECT_LT(Clock::now() - started, 10s);
+    ASSERT_TRUE(parent);
+    EXPECT_EQ(parent->status, 128 + SIGTERM);
+    const pid_t child = std::atoi(parent->standardOutput.c_str());
+    ASSERT_GT(child, 1) << parent->standardOutput;
+    EXPECT_TRUE(endsWithin(child, 3000ms));
+}
+
+TEST(ShellTests, ToolIgnoringTerminateIsKilledAfterTheGrace)
+{
+    const auto started = Clock::now();
+    const auto stubborn = shell("trap '' TERM; echo ready; sleep 30", 0.5s);
+    const auto elapsed = Clock::now() - started;
+    ASSERT_TRUE(stubborn);
+    EXPECT_EQ(stubborn->status, 128 + SIGKILL);
+    EXPECT_EQ(stubborn->standardOutput, "ready\n");
+    EXPECT_GE(elapsed, 5s) << "killed before its grace";
+    EXPECT_LT(elapsed, 20s);
+
+    // The tool obeys, but a child of it ignores the request: the group gets
+    // the same grace, and the child does not outlive it.
+    const auto leftoverStarted = Clock::now();
+    const auto parent = shell("(trap '' TERM; sleep 30) & echo $!; wait", 0.5s);
+    const auto leftoverElapsed = Clock::now() - leftoverStarted;
+    ASSERT_TRUE(parent);
+    EXPECT_EQ(parent->status, 128 + SIGTERM);
+    const pid_t child = std::atoi(parent->standardOutput.c_str());
+    ASSERT_GT(child, 1) << parent->standardOutput;
+    EXPECT_TRUE(endsWithin(child, 3000ms));
+    EXPECT_GE(leftoverElapsed, 5s);
+    EXPECT_LT(leftoverElapsed, 20s);
+}
+
+TEST(ShellTests, OrphanedChildHoldingThePipesDoesNotHangTheCaller)
+{
+    const auto started = Clock::now();
+    const auto output = shell("sleep 30 & echo started");
+    EXPECT_LT(Clock::now() - started, 10s);
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->status, 0);
+    EXPECT_EQ(output->standardOutput, "started\n");
+}
+
+TEST(ShellTests, InvalidUTF8IsRepaired)
+{
+    // Overlong, surrogate, stray continuation and truncated sequences each
+    // become one replacement character per maximal ill-formed part; valid
+    // multi-byte characters pass untouched, on both streams.
+    const std::string bytes = "a\\377b\\300\\257c\\355\\240\\200d\\303\\251\\342\\202\\254\\360\\235\\204\\236e\\342\\202";
+    const std::string repaired =
+        "a\uFFFDb\uFFFD\uFFFDc\uFFFD\uFFFD\uFFFDd\u00E9\u20AC\U0001D11Ee\uFFFD";
+    const auto output = shell("printf '" + bytes + "'; printf '" + bytes + "' >&2");
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->standardOutput, repaired);
+    EXPECT_EQ(output->standardError, repaired);
+}
+
+TEST(ShellTests, ToolThatCannotStartGivesNothing)
+{
+    test::TemporaryFolder folder;
+    const std::string notExecutable = folder.makeFile("tool.sh");
+    std::ofstream(notExecutable) << "#!/bin/sh\necho ran\n";
+    ::chmod(notExecutable.c_str(), 0644);
+    const std::string notAProgram = folder.makeFile("garbage", 64, '\x01');
+    ::chmod(notAProgram.c_str(), 0755);
+
+    EXPECT_FALSE(Shell::run(folder / "missing", {}, {}, 5s));
+    EXPECT_FALSE(Shell::run(notExecutable, {}, {}, 5s));
+    EXPECT_FALSE(Shell::run(notAProgram, {}, {}, 5s));
+    EXPECT_FALSE(Shell::run(folder.path(), {}, {}, 5s)) << "a folder";
+    EXPECT_FALSE(Shell::run("sh", {"-c", "true"}, {}, 5s)) << "no search along PATH";
+    EXPECT_FALSE(Shell::run("", {}, {}, 5s));
+}
+
+TEST(ShellTests, CallsFromManyThreadsKeepTheirOwnOutput)
+{
+    std::vector<std::optional<Shell::Output>> outputs(6);
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t index = 0; index < outputs.size(); ++index)
+            threads.emplace_back([&outputs, index] {
+                outputs[index] = shell("echo " + std::to_string(index) + "; sleep 0.2; echo done >&2");
+            });
+    }
+    for (std::size_t index = 0; index < outputs.size(); ++index) {
+        ASSERT_TRUE(outputs[index]);
+        EXPECT_EQ(outputs[index]->standardOutput, std::to_string(index) + "\n");
+        EXPECT_EQ(outputs[index]->standardError, "done\n");
+    }
+}
+
+} // namespace
+} // namespace tarno
