@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
 
+#include "TarnoCore/Cleanup/Tools/Homebrew.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <sys/stat.h>
@@ -23,9 +24,9 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
 {
     CleanupEnvironment env = empty(std::move(home));
     // Applications are looked for where a Mac keeps them, which is also how the
-    // rules are tried on made-up homes. Bundle identifiers, the installed
-    // applications, the simulators, Docker and the tool items have no source on
-    // this machine yet, so they answer as on a machine without them.
+    // rules are tried on made-up homes. Bundle identifiers and the installed
+    // applications have no source on this machine yet, so they answer as on a
+    // machine without them. The tools are asked for real, each time.
     env.isAppInstalled = [home = env.home](const std::vector<std::string>& names,
                                            const std::vector<std::string>& /*bundleIDs*/) {
         for (const std::string& name : names) {
@@ -34,8 +35,16 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
         }
         return false;
     };
+    env.simulators = [] { return Simulators::list(); };
     env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
     env.rootYarnCache = Platform::rootYarnCache();
+    env.docker = [home = env.home] { return Docker::status(Docker::cliCandidates(home)); };
+    env.toolItems = [] {
+        std::vector<CleanupItem> items;
+        if (std::optional<CleanupItem> homebrew = Homebrew::cleanupItem())
+            items.push_back(std::move(*homebrew));
+        return items;
+    };
     return env;
 }
 

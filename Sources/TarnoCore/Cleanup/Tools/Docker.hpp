@@ -1,8 +1,13 @@
 #pragma once
 
+#include "TarnoCore/Cleanup/CleanupItem.hpp"
+
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
+#include <vector>
 
 namespace tarno {
 
@@ -41,5 +46,30 @@ struct DockerStatus {
 
     bool operator==(const DockerStatus&) const = default;
 };
+
+// Asks Docker's command-line tool what it can give back. A tool that is
+// missing, stopped, slow or talking nonsense means there is nothing to offer.
+namespace Docker {
+
+// The paths to try for the tool, in order: the platform's table.
+std::vector<std::string> cliCandidates(const std::string& home);
+
+// Runs the first candidate that is an executable file (only that one) with
+// "system df". Blocks for up to 45 seconds: call it off the main thread.
+DockerStatus status(const std::vector<std::string>& cliCandidates);
+
+// `docker system df --format {{json .}}`: one JSON object a line. Absent when
+// no line decodes; a type no line names stays 0, the last line of a type wins.
+std::optional<DockerUsage> parseUsage(std::string_view output);
+
+// "1.2GB (30%)" → 1,200,000,000: Docker counts in decimal units. A number
+// that does not read gives 0; one beyond the 64-bit range gives its maximum.
+std::int64_t parseSize(std::string_view text);
+
+// The four prune items of a running tool, each with the size Docker reported;
+// nothing for a tool that is absent or not running.
+std::vector<CleanupItem> cleanupItems(const DockerStatus& status);
+
+} // namespace Docker
 
 } // namespace tarno

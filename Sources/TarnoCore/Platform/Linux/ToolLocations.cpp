@@ -1,0 +1,56 @@
+// The platform's table of tool paths: every adapter reads its tool from here.
+
+#include "TarnoCore/Platform/ToolLocations.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarno::Platform {
+
+std::vector<std::string> dockerCandidates(const std::string& home)
+{
+    // The Mac's candidates stay first and in their order, so a home laid out
+    // like a Mac finds its tool the way it would there.
+    return {
+        "/usr/local/bin/docker",
+        "/opt/homebrew/bin/docker",
+        home + "/.docker/bin/docker",
+        "/Applications/Docker.app/Contents/Resources/bin/docker",
+        "/usr/bin/docker",
+        "/snap/bin/docker",
+    };
+}
+
+std::vector<std::string> brewCandidates()
+{
+    return {"/opt/homebrew/bin/brew", "/usr/local/bin/brew", "/home/linuxbrew/.linuxbrew/bin/brew"};
+}
+
+std::string xcrun()
+{
+    return "/usr/bin/xcrun";
+}
+
+std::string git()
+{
+    return "/usr/bin/git";
+}
+
+std::string pkexec()
+{
+    return "/usr/bin/pkexec";
+}
+
+std::optional<std::string> firstExecutable(const std::vector<std::string>& candidates)
+{
+    for (const std::string& candidate : candidates) {
+        // access() alone says yes to a folder one may enter.
+        struct stat status {};
+        if (::stat(candidate.c_str(), &status) == 0 && S_ISREG(status.st_mode)
+            && ::access(candidate.c_str(), X_OK) == 0)
+            return candidate;
+    }
+    return std::nullopt;
+}
+
+} // namespace tarno::Platform

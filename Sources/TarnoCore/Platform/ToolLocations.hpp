@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// Where this platform keeps the outside tools the system runs. Tools are always
+// run by these absolute paths, never found along PATH; a tool that is not at
+// its path simply fails to start, which its caller treats as absent.
+namespace tarno::Platform {
+
+// Docker's command-line tool, in the order to try: the Mac's places first
+// (Homebrew, Docker Desktop), then Linux packages and snaps.
+std::vector<std::string> dockerCandidates(const std::string& home);
+
+// Homebrew, in the order to try: Apple silicon, Intel, then Linuxbrew.
+std::vector<std::string> brewCandidates();
+
+// The Xcode tool runner that lists simulators; there is none on Linux.
+std::string xcrun();
+
+std::string git();
+
+// polkit's way of running a command as the administrator.
+std::string pkexec();
+
+// The first candidate that is an executable regular file (a link to one
+// counts); std::nullopt when none is. Runs nothing.
+std::optional<std::string> firstExecutable(const std::vector<std::string>& candidates);
+
+} // namespace tarno::Platform
