@@ -1,8 +1,10 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace tarno {
 
@@ -20,22 +22,38 @@ public:
     };
     using Verdict = std::variant<Refused, Allowed>;
 
+    // The running program counts as the running application; this
+    // platform's Trash folder is kept when it lies in the home folder.
     PathGuard(std::string_view home, std::string_view systemApplications);
+
+    // The same with the running application named.
+    PathGuard(std::string_view home, std::string_view systemApplications, std::string_view runningApplication);
 
     const std::string& home() const { return m_home; }
     const std::string& systemApplications() const { return m_systemApplications; }
 
     // Absolute and standard, with links in the parent folders resolved and
-    // the last component kept as it is.
+    // the last component kept as it is. An empty path stays empty.
     static std::string normalize(std::string_view path);
 
     Verdict checkDelete(std::string_view path) const;   // removal for good
     Verdict checkTrash(std::string_view path) const;    // a move to the Trash
     Verdict checkTrashApp(std::string_view path) const; // an application bundle to the Trash
 
+    // The fixed tables, relative to the home folder.
+    static std::span<const std::string_view> neverTouch();
+    static std::span<const std::string_view> personalTrees();
+    static std::span<const std::string_view> keptFolders();
+    static std::span<const std::string_view> removableTopLevel();
+
+    // keptFolders, then the Trash folder's home-relative path when it has one.
+    const std::vector<std::string>& keptFolderEntries() const { return m_keptFolders; }
+
 private:
     std::string m_home;
     std::string m_systemApplications;
+    std::string m_runningApplication;
+    std::vector<std::string> m_keptFolders;
 };
 
 inline bool isAllowed(const PathGuard::Verdict& verdict) { return std::holds_alternative<PathGuard::Allowed>(verdict); }

@@ -19,6 +19,10 @@ std::string trashFolder(const std::string& home, const std::optional<std::string
 // The same for the running process's environment.
 std::string trashFolder(const std::string& home);
 
+// The running program's executable, with every link resolved; empty when
+// the system does not say.
+std::string runningExecutablePath();
+
 // The folder whose listing tells whether the process has full disk access.
 std::string privacyProbeFolder(const std::string& home);
 

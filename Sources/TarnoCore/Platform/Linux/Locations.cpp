@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Platform/Locations.hpp"
 
+#include <climits>
 #include <cstdlib>
 
 #include <pwd.h>
@@ -58,6 +59,14 @@ std::string trashFolder(const std::string& home)
 {
     const char* dataHome = std::getenv("XDG_DATA_HOME");
     return trashFolder(home, dataHome ? std::optional<std::string>(dataHome) : std::nullopt);
+}
+
+std::string runningExecutablePath()
+{
+    char resolved[PATH_MAX];
+    if (::realpath("/proc/self/exe", resolved) == nullptr)
+        return {};
+    return resolved;
 }
 
 // No privacy gate guards a Linux home; being able to list it is the whole question.
