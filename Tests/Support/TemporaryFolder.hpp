@@ -17,8 +17,13 @@ namespace tarno::test {
 class TemporaryFolder {
 public:
     TemporaryFolder()
+        : TemporaryFolder(std::filesystem::temp_directory_path().string())
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tarno-test-XXXXXX").string();
+    }
+    // The same inside `parent`, for a test that needs a second file system.
+    explicit TemporaryFolder(const std::string& parent)
+    {
+        std::string pattern = parent + "/tarno-test-XXXXXX";
         if (::mkdtemp(pattern.data()) == nullptr)
             throw std::runtime_error("mkdtemp failed");
         m_path = pattern;

@@ -1,0 +1,342 @@
+// The removal safety suite: a made-up home with a canary in every protected
+// folder, and links into them from everything the cleaner is asked to remove.
+// Whatever runs, every canary must survive with its content, and nothing but
+// the intended paths may go.
+
+#include "TarnoCore/Cleanup/Cleaner.hpp"
+
+#include "TarnoCore/Platform/Locations.hpp"
+#include "TarnoCore/Platform/Trash.hpp"
+#include "TarnoCore/Platform/TreeRemoval.hpp"
+
+#include "Support/GitRepository.hpp"
+#include "Support/MountNamespace.hpp"
+#include "Support/ScopedEnvironment.hpp"
+#include "Support/TemporaryFolder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+namespace tarno {
+namespace {
+
+namespace fs = std::filesystem;
+namespace TreeRemoval = Platform::TreeRemoval;
+using test::ScopedEnvironment;
+using test::TemporaryFolder;
+using ::testing::Contains;
+using Failure = CleanReport::Failure;
+
+std::string contentsOf(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool exists(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+class RemovalSafetyTest : public ::testing::Test {
+protected:
+    RemovalSafetyTest()
+        : dataHome("XDG_DATA_HOME", root / "home/.local/share")
+        , guardian(root / "home", root / "Applications", "")
+    {
+        // A canary in every folder the guard protects or keeps, and outside the home.
+        std::vector<std::string> folders;
+        for (const auto entry : PathGuard::neverTouch())
+            folders.emplace_back(entry);
+        for (const auto entry : PathGuard::personalTrees())
+            folders.emplace_back(entry);
+        for (const std::string& entry : guardian.keptFolderEntries())
+            folders.push_back(entry);
+        for (const std::string& folder : folders)
+            addCanary("home/" + folder, "home/" + folder + "/canary.txt");
+        addCanary("outside", "outside/canary.txt");
+        addCanary("home", "home/notes.txt");
+        addCanary("home", "home/sneaky");
+        addCanary("home/Documents/sub", "home/Documents/sub/deep.txt");
+    }
+
+    void SetUp() override
+    {
+        // Nothing here may ever reach the real Trash.
+        ASSERT_EQ(Platform::trashFolder(home()), home() + "/.local/share/Trash");
+    }
+
+    std::string home() const { return root / "home"; }
+
+    void addCanary(const std::string& folder, const std::string& file)
+    {
+        const std::string content = "canary " + file;
+        root.makeFile(file);
+        std::ofstream(root / file, std::ios::binary) << content;
+        canaries[root / file] = content;
+        canaryFolders.insert(root / folder);
+    }
+
+    // Links to every canary and every protected folder, under `relativeFolder`.
+    void linkIntoEverything(const std::string& relativeFolder)
+    {
+        int number = 0;
+        for (const auto& [file, content] : canaries)
+            root.makeSymlink(file, relativeFolder + "/file-" + std::to_string(++number));
+        for (const std::string& folder : canaryFolders)
+            root.makeSymlink(folder, relativeFolder + "/folder-" + std::to_string(++number));
+        root.makeSymlink("../../../../Documents", relativeFolder + "/relative-documents");
+        root.makeHardLink("home/Documents/canary.txt", relativeFolder + "/hard-link-to-documents");
+    }
+
+    void expectCanariesIntact() const
+    {
+        for (const auto& [file, content] : canaries)
+            EXPECT_EQ(contentsOf(file), content) << file;
+    }
+
+    // Every path below the root, without following links; git's own records left out.
+    std::set<std::string> snapshot() const
+    {
+        std::set<std::string> paths;
+        for (auto it = fs::recursive_directory_iterator(root.path()); it != fs::recursive_directory_iterator(); ++it) {
+            const std::string relative = it->path().lexically_relative(root.path()).string();
+            if (relative == "home/Projects/repo/.git") {
+                it.disable_recursion_pending();
+                continue;
+            }
+            paths.insert(relative);
+        }
+        return paths;
+    }
+
+    TemporaryFolder root;
+    ScopedEnvironment dataHome;
+    PathGuard guardian;
+    std::map<std::string, std::string> canaries;
+    std::set<std::string> canaryFolders;
+};
+
+bool isAtOrBelow(const std::string& path, const std::string& folder)
+{
+    return path == folder || path.starts_with(folder + "/");
+}
+
+TEST_F(RemovalSafetyTest, EveryActionLeavesEveryCanaryAndRemovesOnlyWhatItWasGiven)
+{
+    // Delete: trees full of links, links as items, links in parents, `..` after a link.
+    linkIntoEverything("home/Library/Caches/app/links");
+    root.makeFile("home/Library/Caches/app/nested/deeper/x", 100);
+    root.makeSymlink(home() + "/Documents", "home/Library/Caches/link-item");
+    root.makeSymlink(home() + "/.ssh/canary.txt", "home/Library/Logs/file-link");
+    root.makeSymlink(home() + "/Documents", "home/Library/Caches/evil");
+    root.makeSymlink(home() + "/.ssh", "home/Library/Caches/keys");
+    root.makeFile("home/Library/Caches/sneaky", 1);
+    // Emptying: folders of links, a link given as the folder, a folder reached through a link.
+    linkIntoEverything("home/Library/Application Support/app");
+    linkIntoEverything("home/Library/Application Support/app/sub");
+    root.makeSymlink(home() + "/Library/Keychains", "home/Library/Containers/com.example/keychains");
+    root.makeSymlink(home() + "/Music", "home/Library/Caches/contents-link");
+    // The Trash: a file, a link, a folder of links, a path through a link.
+    root.makeFile("home/Library/Caches/trash-file.txt", 1);
+    root.makeSymlink(home() + "/Pictures", "home/Library/Caches/trash-link");
+    linkIntoEverything("home/Library/Caches/trash-dir");
+    // A worktree with links in what is cleared first and in what git removes.
+    const bool withGit = test::hasGit();
+    const std::string wt = home() + "/Projects/wt";
+    if (withGit) {
+        ASSERT_TRUE(test::makeRepositoryWithWorktree(home() + "/Projects/repo", wt));
+        linkIntoEverything("home/Projects/wt/node_modules");
+        root.makeSymlink(home() + "/Movies", "home/Projects/wt/cache-link");
+    }
+
+    const std::set<std::string> before = snapshot();
+    const Cleaner cleaner{guardian};
+    const std::string caches = home() + "/Library/Caches";
+    const std::string h = home();
+
+    const auto deleted = cleaner.perform(CleanupAction::Delete{
+        {caches + "/app", caches + "/link-item", h + "/Library/Logs/file-link", caches + "/evil/canary.txt",
+         caches + "/evil/../sneaky", caches + "/app/../../../.ssh", caches + "/keys/canary.txt"}});
+    EXPECT_EQ(deleted.removed, 4);
+    EXPECT_EQ(deleted.failures,
+              (std::vector<Failure>{{caches + "/evil/canary.txt", "protected folder Documents"},
+                                    {caches + "/app/../../../.ssh", "top-level folder in the home folder"},
+                                    {caches + "/keys/canary.txt", "protected folder .ssh"}}));
+
+    const auto emptied = cleaner.perform(CleanupAction::DeleteContents{
+        {h + "/Library/Application Support/app", caches + "/contents-link", caches + "/evil/sub",
+         h + "/Library/Containers/com.example"}});
+    EXPECT_THAT(emptied.failures, Contains(Failure{caches + "/contents-link", "is a symbolic link"}));
+    EXPECT_THAT(emptied.failures, Contains(Failure{caches + "/evil/sub/deep.txt", "protected folder Documents"}));
+    EXPECT_EQ(emptied.failures.size(), 2u);
+
+    const auto trashed = cleaner.perform(CleanupAction::Trash{
+        {caches + "/trash-file.txt", caches + "/trash-link", caches + "/trash-dir", caches + "/keys/canary.txt"}});
+    EXPECT_EQ(trashed, (CleanReport{3, {{caches + "/keys/canary.txt", "protected folder .ssh"}}}));
+
+    const auto ran = cleaner.perform(CleanupAction::Run{"/bin/true", {}, {h + "/Documents"}});
+    EXPECT_EQ(ran, (CleanReport{1, {}}));
+
+    if (withGit) {
+        const auto removedWorktree = cleaner.perform(CleanupAction::RemoveWorktree{
+            h + "/Projects/repo", wt, {wt + "/node_modules", wt + "/cache-link", wt + "/../../Documents"}});
+        EXPECT_EQ(removedWorktree, (CleanReport{3, {}}));
+    }
+
+    expectCanariesIntact();
+
+    // What survived is exactly what was there less what was meant to go.
+    const std::vector<std::string> gone = {
+        "home/Library/Caches/app", "home/Library/Caches/link-item", "home/Library/Logs/file-link",
+        "home/Library/Caches/sneaky", "home/Library/Caches/trash-file.txt", "home/Library/Caches/trash-link",
+        "home/Library/Caches/trash-dir", "home/Projects/wt"};
+    const std::vector<std::string> emptiedFolders = {"home/Library/Application Support/app",
+                                                     "home/Library/Containers/com.example"};
+    std::set<std::string> expected;
+    for (const std::string& path : before) {
+        const bool removed = std::ranges::any_of(gone, [&](const auto& g) { return isAtOrBelow(path, g); })
+            || std::ranges::any_of(emptiedFolders, [&](const auto& f) { return path.starts_with(f + "/"); });
+        if (!removed)
+            expected.insert(path);
+    }
+    const std::set<std::string> after = snapshot();
+    std::set<std::string> survivors;
+    std::set<std::string> added;
+    for (const std::string& path : after)
+        (before.contains(path) ? survivors : added).insert(path);
+    EXPECT_EQ(survivors, expected);
+
+    // All that is new is in the Trash.
+    const std::string trash = ".local/share/Trash";
+    for (const std::string& path : added)
+        EXPECT_TRUE(path.starts_with("home/" + trash + "/files") || path.starts_with("home/" + trash + "/info"))
+            << path;
+    for (const char* name : {"trash-file.txt", "trash-link", "trash-dir"}) {
+        EXPECT_TRUE(added.contains("home/" + trash + "/files/" + name)) << name;
+        EXPECT_TRUE(added.contains("home/" + trash + "/info/" + name + ".trashinfo")) << name;
+    }
+    EXPECT_TRUE(fs::is_symlink(home() + "/" + trash + "/files/trash-link"));
+}
+
+TEST_F(RemovalSafetyTest, AFolderSwappedForALinkAfterTheGuardIsNotFollowed)
+{
+    root.makeFile("home/Library/Caches/swap/file", 10);
+    const std::string path = home() + "/Library/Caches/swap";
+    ASSERT_TRUE(isAllowed(guardian.checkDelete(path)));
+    const std::string target = PathGuard::normalize(path);
+
+    fs::remove_all(path);
+    root.makeSymlink(home() + "/Documents", "home/Library/Caches/swap");
+    EXPECT_EQ(TreeRemoval::remove(target), TreeRemoval::Outcome{});
+
+    EXPECT_FALSE(exists(path));
+    expectCanariesIntact();
+    EXPECT_TRUE(fs::is_directory(home() + "/Documents/sub"));
+}
+
+TEST_F(RemovalSafetyTest, AFolderSwappedForALinkDuringTheRemovalIsNotFollowed)
+{
+    root.makeFile("home/Library/Caches/deep/a/one", 1);
+    root.makeFile("home/Library/Caches/deep/sub/two", 1);
+    root.makeFile("home/Library/Caches/deep/z/three", 1);
+    const std::string deep = home() + "/Library/Caches/deep";
+    const std::string moved = home() + "/Library/Caches/moved";
+    int swaps = 0;
+
+    const auto outcome = TreeRemoval::remove(deep, [&](const std::string& folder) {
+        if (folder != deep + "/sub")
+            return;
+        ++swaps;
+        fs::rename(folder, moved);
+        fs::create_directory_symlink(home() + "/Documents", folder);
+    });
+
+    EXPECT_EQ(swaps, 1);
+    EXPECT_EQ(outcome, TreeRemoval::Outcome{});
+    EXPECT_FALSE(exists(deep));
+    // Out of the tree before it could be reached: not the removal's to take.
+    EXPECT_EQ(contentsOf(moved + "/two"), "x");
+    expectCanariesIntact();
+}
+
+TEST_F(RemovalSafetyTest, AParentSwappedForALinkStopsTheRemoval)
+{
+    root.makeFile("home/Library/Caches/p/deep.txt", 1);
+    root.makeFile("home/Library/Caches/q/notes.txt", 1);
+    const std::string inP = home() + "/Library/Caches/p/deep.txt";
+    const std::string inQ = home() + "/Library/Caches/q/notes.txt";
+    ASSERT_TRUE(isAllowed(guardian.checkDelete(inP)));
+    ASSERT_TRUE(isAllowed(guardian.checkTrash(inQ)));
+    const std::string targetP = PathGuard::normalize(inP);
+    const std::string targetQ = PathGuard::normalize(inQ);
+
+    fs::remove_all(home() + "/Library/Caches/p");
+    fs::remove_all(home() + "/Library/Caches/q");
+    root.makeSymlink(home() + "/Documents/sub", "home/Library/Caches/p");
+    root.makeSymlink(home(), "home/Library/Caches/q");
+
+    const std::string why = "a folder on the way is a symbolic link: ";
+    EXPECT_EQ(TreeRemoval::remove(targetP),
+              (TreeRemoval::Outcome{TreeRemoval::Outcome::Status::failed, why + home() + "/Library/Caches/p"}));
+    EXPECT_EQ(Platform::Trash::moveToTrash(targetQ, Platform::trashFolder(home()), std::chrono::system_clock::now()),
+              (TreeRemoval::Outcome{TreeRemoval::Outcome::Status::failed, why + home() + "/Library/Caches/q"}));
+    EXPECT_EQ(TreeRemoval::listFolder(home() + "/Library/Caches/p/x").failure, why + home() + "/Library/Caches/p");
+    expectCanariesIntact();
+    EXPECT_FALSE(exists(home() + "/.local/share/Trash/info/notes.txt.trashinfo"));
+}
+
+TEST_F(RemovalSafetyTest, MountPointsAreNeverEntered)
+{
+    root.makeFile("home/Library/Caches/bound/mine.txt", 1);
+    root.makeFolder("home/Library/Caches/bound/docs");
+    root.makeFile("home/Library/Caches/volume/mine.txt", 1);
+    root.makeFolder("home/Library/Caches/volume/disk");
+    root.makeFolder("home/Library/Caches/whole");
+    const std::string caches = home() + "/Library/Caches";
+    const Cleaner cleaner{guardian};
+
+    const auto run = test::runInOwnMountNamespace([&] {
+        const std::string docs = home() + "/Documents";
+        if (::mount(docs.c_str(), (caches + "/bound/docs").c_str(), nullptr, MS_BIND, nullptr) != 0
+            || ::mount(docs.c_str(), (caches + "/whole").c_str(), nullptr, MS_BIND, nullptr) != 0
+            || ::mount("tmpfs", (caches + "/volume/disk").c_str(), "tmpfs", 0, "size=1m") != 0)
+            return std::string("no mount");
+        std::ofstream(caches + "/volume/disk/theirs.txt") << "theirs";
+        std::string text;
+        for (const std::string& item : {caches + "/bound", caches + "/volume", caches + "/whole"}) {
+            const auto report = cleaner.perform(CleanupAction::Delete{{item}});
+            text += std::to_string(report.removed);
+            for (const auto& failure : report.failures)
+                text += " " + failure.reason;
+            text += "\n";
+        }
+        text += contentsOf(caches + "/volume/disk/theirs.txt") + "\n";
+        return text;
+    });
+    if (!run.ran || run.output == "no mount")
+        GTEST_SKIP() << (run.ran ? run.output : run.reason);
+
+    EXPECT_EQ(run.output, "0 cannot remove " + caches + "/bound/docs: is a mount point\n" + "0 cannot remove " + caches
+                              + "/volume/disk: is a mount point\n" + "0 is a mount point\n" + "theirs\n");
+    // What lay beside the mount points went; the mount points stayed.
+    EXPECT_FALSE(exists(caches + "/bound/mine.txt"));
+    EXPECT_FALSE(exists(caches + "/volume/mine.txt"));
+    EXPECT_TRUE(exists(caches + "/bound/docs"));
+    expectCanariesIntact();
+}
+
+} // namespace
+} // namespace tarno
