@@ -1,0 +1,238 @@
+#include "TarnoCore/Cleanup/CleanupHistory.hpp"
+
+#include "Support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace tarno {
+namespace {
+
+using std::chrono::system_clock;
+
+constexpr std::time_t mayFirst = 1714555800; // 2024-05-01T09:30:00Z
+
+CleanupRecord recordAt(std::time_t seconds, std::int64_t freedBytes, std::vector<std::string> items = {"Caches"},
+                       int failures = 0)
+{
+    return CleanupRecord{system_clock::from_time_t(seconds), "Cleanup", freedBytes, std::move(items), failures};
+}
+
+std::string contentsOf(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void write(const std::string& path, std::string_view text)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+std::vector<std::string> entriesOf(const std::string& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(CleanupHistoryTests, TheFileLivesInTheHomesApplicationSupportFolder)
+{
+    EXPECT_EQ(CleanupHistory("/Users/ada").file(), "/Users/ada/Library/Application Support/Tarno/history.json");
+}
+
+TEST(CleanupHistoryTests, AMissingFileIsAnEmptyHistoryAndAppendCreatesIt)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    EXPECT_TRUE(history.load().empty());
+    EXPECT_EQ(history.totalFreed(), 0);
+    EXPECT_FALSE(std::filesystem::exists(home / "Library"));
+
+    const CleanupRecord record = recordAt(mayFirst, 1500, {"Build data (DerivedData)", "Archives"}, 2);
+    history.append(record);
+    ASSERT_TRUE(std::filesystem::is_regular_file(history.file()));
+    EXPECT_EQ(history.load(), std::vector<CleanupRecord>{record});
+    EXPECT_EQ(history.totalFreed(), 1500);
+}
+
+TEST(CleanupHistoryTests, OnlyARecordThatFreedNothingAndNamesNothingIsDropped)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    history.append(recordAt(mayFirst, 0, {}));
+    history.append(recordAt(mayFirst, -20, {}));
+    EXPECT_FALSE(std::filesystem::exists(history.file())) << "an operation that did nothing leaves no line";
+
+    history.append(recordAt(mayFirst + 1, 0, {"Trash"}));
+    history.append(recordAt(mayFirst + 2, 5, {}));
+    const std::vector<CleanupRecord> records = history.load();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0], recordAt(mayFirst + 2, 5, {}));
+    EXPECT_EQ(records[1], recordAt(mayFirst + 1, 0, {"Trash"}));
+    EXPECT_EQ(history.totalFreed(), 5);
+}
+
+TEST(CleanupHistoryTests, TheFileIsPrettyPrintedWithSortedKeysAndSecondsInUtc)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    // A fraction of a second is not kept: the file holds whole seconds.
+    history.append(CleanupRecord{system_clock::from_time_t(mayFirst) + std::chrono::milliseconds(750), "Cleanup",
+                                 2048, {"Trash", "Quote \" and \\ back"}, 1});
+
+    EXPECT_EQ(contentsOf(history.file()), R"([
+  {
+    "date": "2024-05-01T09:30:00Z",
+    "failures": 1,
+    "freedBytes": 2048,
+    "items": [
+      "Trash",
+      "Quote \" and \\ back"
+    ],
+    "source": "Cleanup"
+  }
+])");
+    EXPECT_EQ(history.load().at(0).date, system_clock::from_time_t(mayFirst));
+}
+
+TEST(CleanupHistoryTests, NewestComeFirstAndThe501stAppendDropsTheOldest)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    std::vector<CleanupRecord> existing;
+    for (int index = 0; index < 500; ++index)
+        existing.push_back(recordAt(mayFirst - index, index + 1)); // newest first: freed 1 is the newest
+    write(history.file(), CleanupHistory::encode(existing));
+    ASSERT_EQ(history.load().size(), 500U);
+
+    const CleanupRecord newest = recordAt(mayFirst + 60, 1'000'000);
+    history.append(newest);
+    const std::vector<CleanupRecord> records = history.load();
+    ASSERT_EQ(records.size(), CleanupHistory::maximumRecords);
+    EXPECT_EQ(records.front(), newest);
+    EXPECT_EQ(records[1], existing[0]);
+    EXPECT_EQ(records.back(), existing[498]);
+    // 1 + ... + 499 of the survivors, and the newest; the oldest (500) is gone.
+    EXPECT_EQ(history.totalFreed(), 1'000'000 + 499 * 500 / 2);
+}
+
+TEST(CleanupHistoryTests, ARecordMissingAnyKeyOrOfTheWrongKindMakesTheFileUndecodable)
+{
+    const std::string complete =
+        R"({"date": "2024-05-01T09:30:00Z", "source": "Cleanup", "freedBytes": 10, "items": ["A"], "failures": 0})";
+    ASSERT_TRUE(CleanupHistory::decode("[" + complete + "]"));
+    EXPECT_EQ(CleanupHistory::decode("[]"), std::vector<CleanupRecord>{});
+    EXPECT_EQ(CleanupHistory::decode(R"([{"date": "2024-05-01T11:30:00+02:00", "source": "Apps", "freedBytes": 1,
+                                          "items": [], "failures": 0, "extra": true}])"),
+              (std::vector<CleanupRecord>{CleanupRecord{system_clock::from_time_t(mayFirst), "Apps", 1, {}, 0}}))
+        << "an offset is honoured and unknown keys are ignored";
+
+    const std::vector<std::pair<std::string, std::string>> fields = {
+        {"date", R"("2024-05-01T09:30:00Z")"}, {"source", R"("Cleanup")"}, {"freedBytes", "10"},
+        {"items", R"(["A"])"},                 {"failures", "0"},
+    };
+    for (const auto& [left, leftValue] : fields) {
+        std::string record;
+        for (const auto& [key, value] : fields) {
+            if (key != left)
+                record += (record.empty() ? "{" : ", ") + ("\"" + key + "\": ") + value;
+        }
+        EXPECT_FALSE(CleanupHistory::decode("[" + complete + ", " + record + "}]")) << "without " << left;
+    }
+    const std::vector<std::string> malformed = {
+        "",
+        "{}",
+        "[1]",
+        "[" + complete + "",
+        R"([{"date": "2024-05-01 09:30:00", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
+        R"([{"date": "2024-02-30T09:30:00Z", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00.5Z", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
+        R"([{"date": 1714555800, "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": 7, "freedBytes": 1, "items": [], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": "1", "items": [], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1.5, "items": [], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 18446744073709551615, "items": [],
+             "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": [3], "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": "A", "failures": 0}])",
+        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": [], "failures": null}])",
+        "[\"\xff\"]",
+    };
+    for (const std::string& text : malformed)
+        EXPECT_FALSE(CleanupHistory::decode(text)) << text;
+
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    write(history.file(), "[" + complete + R"(, {"date": "2024-05-01T09:30:00Z", "source": "Cleanup"}])");
+    EXPECT_TRUE(history.load().empty());
+    EXPECT_EQ(history.totalFreed(), 0);
+}
+
+TEST(CleanupHistoryTests, AppendKeepsAFileThatDoesNotDecodeBesideIt)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    const std::string corrupt = history.file() + ".corrupt";
+    write(history.file(), "[{\"date\": \"yesterday\"}]");
+
+    // A record that would leave no line does not touch the file at all.
+    history.append(recordAt(mayFirst, 0, {}));
+    EXPECT_EQ(contentsOf(history.file()), "[{\"date\": \"yesterday\"}]");
+    EXPECT_FALSE(std::filesystem::exists(corrupt));
+
+    history.append(recordAt(mayFirst, 10));
+    EXPECT_EQ(contentsOf(corrupt), "[{\"date\": \"yesterday\"}]");
+    EXPECT_EQ(history.load(), std::vector<CleanupRecord>{recordAt(mayFirst, 10)});
+
+    // A good file is not set aside; a later corruption replaces the kept one.
+    history.append(recordAt(mayFirst + 1, 20));
+    EXPECT_EQ(contentsOf(corrupt), "[{\"date\": \"yesterday\"}]");
+    write(history.file(), "truncat");
+    history.append(recordAt(mayFirst + 2, 30));
+    EXPECT_EQ(contentsOf(corrupt), "truncat");
+    EXPECT_EQ(history.load(), std::vector<CleanupRecord>{recordAt(mayFirst + 2, 30)});
+}
+
+TEST(CleanupHistoryTests, AppendWritesAtomicallyAndLeavesNoTemporaryFileBehind)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    const std::string folder = std::filesystem::path(history.file()).parent_path().string();
+    for (int index = 0; index < 3; ++index)
+        history.append(recordAt(mayFirst + index, 100));
+    EXPECT_EQ(entriesOf(folder), std::vector<std::string>{"history.json"});
+    EXPECT_EQ(history.load().size(), 3U);
+
+    // The new file replaces the old one by name, so a link at the file's place
+    // is replaced, not written through.
+    const std::string elsewhere = home.makeFile("elsewhere.json");
+    std::filesystem::remove(history.file());
+    std::filesystem::create_symlink(elsewhere, history.file());
+    history.append(recordAt(mayFirst + 10, 100));
+    EXPECT_EQ(contentsOf(elsewhere), "");
+    EXPECT_FALSE(std::filesystem::is_symlink(history.file()));
+    EXPECT_EQ(entriesOf(folder), (std::vector<std::string>{"history.json", "history.json.corrupt"}))
+        << "the empty file behind the link did not decode";
+}
+
+TEST(CleanupHistoryTests, AFolderThatCannotBeCreatedLosesTheRecordQuietly)
+{
+    test::TemporaryFolder home;
+    home.makeFile("Library", 10); // a file where the folder should be
+    const CleanupHistory history(home.path());
+    history.append(recordAt(mayFirst, 100));
+    EXPECT_TRUE(history.load().empty());
+    EXPECT_EQ(entriesOf(home.path()), std::vector<std::string>{"Library"});
+}
+
+} // namespace
+} // namespace tarno

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "TarnoCore/Cleanup/CleanupRecord.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarno {
+
+// The history file: a JSON array of records, newest first, at most 500. The
+// file is the only state; callers run load and append one at a time.
+class CleanupHistory {
+public:
+    static constexpr std::size_t maximumRecords = 500;
+
+    // The history of the user whose home folder this is.
+    explicit CleanupHistory(std::string_view home);
+
+    // home + "/Library/Application Support/Tarno/history.json"
+    const std::string& file() const { return m_file; }
+
+    // Newest first. A missing, unreadable or undecodable file gives nothing.
+    std::vector<CleanupRecord> load() const;
+
+    // Puts the record in front and writes the file atomically. A record that
+    // freed nothing and names nothing leaves no line. A file that does not
+    // decode is first kept beside it as "history.json.corrupt" (one
+    // generation), so that what the user had is not silently lost. Failures
+    // are ignored: the record is then lost.
+    void append(const CleanupRecord& record) const;
+
+    // The sum of freedBytes over load(): at most the last 500 operations.
+    std::int64_t totalFreed() const;
+
+    // The file's text for these records: pretty-printed, keys sorted, dates
+    // as ISO 8601 UTC to the second ("2024-05-01T09:30:00Z").
+    static std::string encode(const std::vector<CleanupRecord>& records);
+
+    // The records of a file's text; none unless it is an array of which
+    // every element has all five keys with values of the right kind.
+    static std::optional<std::vector<CleanupRecord>> decode(std::string_view text);
+
+private:
+    std::string m_file;
+};
+
+} // namespace tarno
