@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+// The few leftovers that belong to root. The system holds no privileges of
+// its own: it asks the platform to run one fixed command as the
+// administrator, and only for the paths of a list fixed at build time,
+// whatever the catalog says.
+namespace tarno::AdminCleanup {
+
+// Exact paths; a path below a member is not on the list.
+const std::set<std::string>& allowedPaths();
+
+// "/bin/rm -rf -- '<path>' ..." with each path quoted for the shell; none when
+// the list is empty or any path is not allowed. This is also the text a user
+// may paste into a terminal.
+std::optional<std::string> command(const std::vector<std::string>& paths);
+
+// The same removal as an argument list for running without a shell; none on
+// the same conditions as command().
+std::optional<std::vector<std::string>> removalArguments(const std::vector<std::string>& paths);
+
+// The AppleScript that runs the command with administrator privileges,
+// showing the prompt as written.
+std::string script(const std::string& command, const std::string& prompt);
+
+// Removes the paths as the administrator after the platform's password
+// prompt. None on success, "cancelled" when the user dismissed the prompt,
+// else a message for the user (possibly empty). Blocks for as long as the
+// user takes: call it off the main thread.
+std::optional<std::string> remove(const std::vector<std::string>& paths, const std::string& prompt);
+
+} // namespace tarno::AdminCleanup
