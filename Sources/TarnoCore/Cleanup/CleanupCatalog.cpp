@@ -1,5 +1,7 @@
 #include "TarnoCore/Cleanup/CleanupCatalog.hpp"
 
+#include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
+
 #include <algorithm>
 #include <utility>
 
@@ -124,6 +126,18 @@ void Builder::add(std::string id, std::string title, CleanupCategory category, s
            kept);
 }
 
+void Builder::addRun(std::string id, std::string title, CleanupCategory category, std::string consequence,
+                     Safety safety, CleanupAction::Run action, std::int64_t minimumBytesToShow)
+{
+    std::vector<std::string> kept = existing(action.affects);
+    if (kept.empty())
+        return;
+    action.affects = kept;
+    append(CleanupItem{std::move(id), std::move(title), category, std::move(consequence), safety, std::move(action),
+                       false, minimumBytesToShow, std::nullopt},
+           kept);
+}
+
 bool Builder::isClaimed(std::string_view path) const
 {
     return std::any_of(m_claimed.begin(), m_claimed.end(), [path](const std::string& claimed) {
@@ -150,11 +164,13 @@ void sortByCategory(std::vector<CleanupItem>& items)
 std::vector<CleanupItem> items(const CleanupEnvironment& env)
 {
     Builder builder(env);
-    // The rule families run here, each in its fixed slot, because a later family
-    // sees what the earlier ones claimed: xcode, android, javascript, flutter,
+    // The rule families run in a fixed order because a later family sees what
+    // the earlier ones claimed: xcode, android, javascript, flutter,
     // developerTools, oldSettings, assistants, personalData, leftovers,
     // deletedApps, downloads, trash, appCaches (last, so that it offers only
     // what no other rule covers).
+    RuleFamilies::xcode(builder);
+    RuleFamilies::android(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;

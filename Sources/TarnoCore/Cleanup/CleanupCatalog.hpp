@@ -37,6 +37,12 @@ public:
     void add(std::string id, std::string title, CleanupCategory category, std::string consequence, Safety safety,
              CleanupAction::Trash candidates, std::int64_t minimumBytesToShow = 1);
 
+    // Offers a tool's item, built as given but for its affected paths: keeps
+    // those that exist and claims them, and adds nothing when none does.
+    // Running the tool never asks for an administrator.
+    void addRun(std::string id, std::string title, CleanupCategory category, std::string consequence, Safety safety,
+                CleanupAction::Run action, std::int64_t minimumBytesToShow = 1);
+
     // True when the path is claimed or lies inside a claimed path.
     bool isClaimed(std::string_view path) const;
 

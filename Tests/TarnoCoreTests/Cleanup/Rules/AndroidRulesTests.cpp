@@ -1,0 +1,150 @@
+#include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
+
+#include "Support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace tarno {
+namespace {
+
+using CleanupCatalog::Builder;
+using Paths = std::vector<std::string>;
+
+constexpr const char* imageExists = "Deletes the emulator and everything stored on it.";
+constexpr const char* imageGone =
+    "Deletes the emulator and its data. Its system image is no longer installed, so it cannot start as it is.";
+
+std::vector<CleanupItem> androidItems(const std::string& home)
+{
+    const CleanupEnvironment env = CleanupEnvironment::empty(home);
+    Builder builder(env);
+    RuleFamilies::android(builder);
+    return builder.takeItems();
+}
+
+void writeText(const std::string& path, std::string_view text)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
+{
+    test::TemporaryFolder home;
+    EXPECT_TRUE(androidItems(home.path()).empty());
+
+    home.makeFolder(".gradle/caches/modules-2");
+    home.makeFolder(".gradle/daemon/8.5");
+    home.makeFolder(".gradle/wrapper"); // no dists
+    home.makeFolder(".gradle/native");
+    const std::string studio = home.makeFolder("Library/Caches/Google/AndroidStudio2024.1");
+    const std::string studioOld = home.makeFolder("Library/Caches/Google/AndroidStudio2023.3");
+    home.makeFolder("Library/Caches/Google/Chrome");
+    home.makeFolder("Library/Caches/Google/androidstudio-lowercase");
+
+    const auto items = androidItems(home.path());
+    ASSERT_EQ(items.size(), 2U);
+    const CleanupItem gradle{"gradle.caches", "Gradle caches and downloaded Gradle versions", CleanupCategory::android,
+                             "The next Gradle build downloads its dependencies again.", Safety::safe,
+                             CleanupAction::Delete{{home / ".gradle/caches", home / ".gradle/daemon"}},
+                             false, 1, std::nullopt};
+    EXPECT_EQ(items[0], gradle);
+    const CleanupItem studioItem{"android.studioCaches", "Android Studio caches", CleanupCategory::android,
+                                 "Android Studio re-indexes each project the next time you open it.", Safety::safe,
+                                 CleanupAction::Delete{{studioOld, studio}}, false, 1, std::nullopt};
+    EXPECT_EQ(items[1], studioItem);
+}
+
+TEST(AndroidRulesTests, EachEmulatorFolderIsOfferedWithItsIniForReview)
+{
+    test::TemporaryFolder home;
+    const std::string avd = home.makeFolder(".android/avd");
+    home.makeFolder(".android/avd/Pixel_6_API_33.avd");
+    home.makeFile(".android/avd/Pixel_6_API_33.ini", 10);
+    home.makeFolder(".android/avd/Nexus_5.avd"); // its .ini is missing
+    home.makeFile(".android/avd/Stray_Only.ini", 10);
+    home.makeFolder(".android/avd/notes");
+
+    const auto items = androidItems(home.path());
+    ASSERT_EQ(items.size(), 2U);
+    const CleanupItem nexus{"android.avd.Nexus_5", "Emulator: Nexus 5", CleanupCategory::android, imageExists,
+                            Safety::review, CleanupAction::Delete{{avd + "/Nexus_5.avd"}}, false, 1, std::nullopt};
+    EXPECT_EQ(items[0], nexus);
+    const CleanupItem pixel{"android.avd.Pixel_6_API_33", "Emulator: Pixel 6 API 33", CleanupCategory::android,
+                            imageExists, Safety::review,
+                            CleanupAction::Delete{{avd + "/Pixel_6_API_33.avd", avd + "/Pixel_6_API_33.ini"}},
+                            false, 1, std::nullopt};
+    EXPECT_EQ(items[1], pixel);
+}
+
+TEST(AndroidRulesTests, TheConsequenceSaysWhetherTheSystemImageIsStillInstalled)
+{
+    test::TemporaryFolder home;
+    const std::string avd = home.makeFolder(".android/avd");
+    home.makeFolder(".android/avd/Installed.avd");
+    writeText(avd + "/Installed.avd/config.ini",
+              "avd.ini.encoding=UTF-8\n"
+              "image.sysdir.1 = system-images/android-33/google_apis/arm64-v8a/\n"
+              "image.sysdir.1=system-images/android-99/ignored/\n");
+    home.makeFolder(".android/avd/Removed.avd");
+    writeText(avd + "/Removed.avd/config.ini", "\r\n\timage.sysdir.1\t=\tsystem-images/android-34/default/x86_64/\r\n");
+    home.makeFolder("Library/Android/sdk/system-images/android-33/google_apis/arm64-v8a");
+
+    const auto items = androidItems(home.path());
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].id, "android.avd.Installed");
+    EXPECT_EQ(items[0].consequence, imageExists);
+    EXPECT_EQ(items[1].id, "android.avd.Removed");
+    EXPECT_EQ(items[1].consequence, imageGone);
+}
+
+TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
+{
+    test::TemporaryFolder home;
+    const std::string avd = home.makeFolder(".android/avd/Test.avd");
+    const std::string config = avd + "/config.ini";
+    home.makeFolder("Library/Android/sdk/system-images/android-33/google_apis/arm64-v8a");
+    const auto existsWith = [&](std::string_view text) {
+        writeText(config, text);
+        return RuleFamilies::avdSystemImageExists(avd, home.path());
+    };
+
+    EXPECT_TRUE(RuleFamilies::avdSystemImageExists(avd, home.path())) << "no config.ini";
+    EXPECT_TRUE(existsWith("image.sysdir.1 = system-images/android-33/google_apis/arm64-v8a/"));
+    EXPECT_FALSE(existsWith("image.sysdir.1 = system-images/android-34/google_apis/arm64-v8a/"));
+    EXPECT_TRUE(existsWith("hw.lcd.density=440\n")) << "no image named";
+    EXPECT_TRUE(existsWith("image.sysdir.1=\n")) << "a key alone is one part";
+    EXPECT_TRUE(existsWith("image.sysdir.2 = system-images/android-34/\n"));
+    EXPECT_FALSE(existsWith("=image.sysdir.1=system-images/gone/")) << "a leading '=' is skipped";
+    EXPECT_FALSE(existsWith("image.sysdir.1=system-images/gone\nimage.sysdir.1=system-images/android-33/"))
+        << "the first line decides";
+    home.makeFolder("Library/Android/sdk/system-images/odd=name");
+    EXPECT_TRUE(existsWith("image.sysdir.1=system-images/odd=name")) << "only the first '=' splits";
+    EXPECT_TRUE(existsWith("image.sysdir.1 = system-images/gone/\xff\n")) << "not UTF-8: unreadable";
+
+    // A folder that is not there reads as no configuration at all.
+    EXPECT_TRUE(RuleFamilies::avdSystemImageExists(home / "missing.avd", home.path()));
+}
+
+TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
+{
+    test::TemporaryFolder home;
+    home.makeFolder(".android/avd/Pixel_8.avd");
+    home.makeFolder(".gradle/caches");
+    home.makeFolder("Library/Developer/Xcode/Archives");
+    home.makeFolder("Library/Developer/Xcode/DerivedData");
+    const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
+
+    const auto ids = [&env] {
+        std::vector<std::string> found;
+        for (const CleanupItem& item : CleanupCatalog::items(env))
+            found.push_back(item.id);
+        return found;
+    };
+    EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8"}));
+    EXPECT_EQ(ids(), ids()) << "an unchanged disk gives the same items";
+}
+
+} // namespace
+} // namespace tarno
