@@ -33,6 +33,33 @@ const CommandSyntax scanSyntax{
     .takesOperands = false,
 };
 
+const CommandSyntax guardSyntax{
+    .name = "guard",
+    .usage = "tarno-cli guard delete|trash|app [--home DIR] PATH...",
+    .flags = {},
+    .valueOptions = {"--home"},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
+const CommandSyntax cleanSyntax{
+    .name = "clean",
+    .usage = "tarno-cli clean [--home DIR] [--dry-run] [--yes] ID...",
+    .flags = {"--dry-run", "--yes"},
+    .valueOptions = {"--home"},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
+const CommandSyntax historySyntax{
+    .name = "history",
+    .usage = "tarno-cli history [--home DIR] [--json]",
+    .flags = {"--json"},
+    .valueOptions = {"--home"},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);
@@ -91,8 +118,16 @@ std::string helpText()
                        "      What the cleanup catalog offers for the home folder, with sizes on --measure.\n"
                        "  {}\n"
                        "      The cleanup report: what can go, by category, with sizes.\n"
+                       "  {}\n"
+                       "      What the path guard says about removing, trashing or trashing an app at each path.\n"
+                       "  {}\n"
+                       "      Cleans the catalog items with these ids after confirmation, and records it in the\n"
+                       "      history. Exit status 1 when it was not confirmed or a path could not be removed.\n"
+                       "  {}\n"
+                       "      What Tarno has removed, newest first, and the total.\n"
                        "  tarno-cli --help\n",
-                       measureSyntax.usage, catalogSyntax.usage, scanSyntax.usage);
+                       measureSyntax.usage, catalogSyntax.usage, scanSyntax.usage, guardSyntax.usage,
+                       cleanSyntax.usage, historySyntax.usage);
 }
 
 std::string withoutTrailingSlash(std::string path)

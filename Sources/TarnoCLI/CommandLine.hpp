@@ -32,6 +32,9 @@ struct CommandSyntax {
 extern const CommandSyntax measureSyntax;
 extern const CommandSyntax catalogSyntax;
 extern const CommandSyntax scanSyntax;
+extern const CommandSyntax guardSyntax;
+extern const CommandSyntax cleanSyntax;
+extern const CommandSyntax historySyntax;
 
 // Parses the arguments after the command's name. On a usage error, writes one
 // line to stderr and gives std::nullopt. "--" ends the options.

@@ -9,5 +9,8 @@ namespace tarno::cli {
 int runMeasure(const std::vector<std::string>& arguments);
 int runCatalog(const std::vector<std::string>& arguments);
 int runScan(const std::vector<std::string>& arguments);
+int runGuard(const std::vector<std::string>& arguments);
+int runClean(const std::vector<std::string>& arguments);
+int runHistory(const std::vector<std::string>& arguments);
 
 } // namespace tarno::cli

@@ -9,7 +9,8 @@
 int main(int argc, char** argv)
 {
     using namespace tarno::cli;
-    constexpr std::string_view commands = "tarno-cli measure|catalog|scan ... (tarno-cli --help for more)";
+    constexpr std::string_view commands =
+        "tarno-cli measure|catalog|scan|guard|clean|history ... (tarno-cli --help for more)";
 
     if (argc < 2)
         return reportUsageError("missing command", commands);
@@ -26,5 +27,11 @@ int main(int argc, char** argv)
         return runCatalog(arguments);
     if (command == scanSyntax.name)
         return runScan(arguments);
+    if (command == guardSyntax.name)
+        return runGuard(arguments);
+    if (command == cleanSyntax.name)
+        return runClean(arguments);
+    if (command == historySyntax.name)
+        return runHistory(arguments);
     return reportUsageError(fmt::format("unknown command '{}'", command), commands);
 }

@@ -18,11 +18,47 @@ NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
 
 
-def run(*arguments, cwd=None, home=None):
+def run(*arguments, cwd=None, home=None, stdin=None):
     environment = dict(os.environ)
     if home is not None:
         environment["HOME"] = home
-    return subprocess.run([CLI, *arguments], capture_output=True, text=True, cwd=cwd, env=environment, timeout=60)
+        environment["XDG_DATA_HOME"] = os.path.join(home, ".local", "share")
+    return subprocess.run([CLI, *arguments], capture_output=True, text=True, cwd=cwd, env=environment, timeout=60,
+                          stdin=stdin)
+
+
+def run_on_terminal(arguments, home, answer):
+    """Runs with a pseudo-terminal as standard input, answers the prompt, and gives (status, stdout)."""
+    import pty
+    leader, follower = pty.openpty()
+    environment = dict(os.environ, HOME=home, XDG_DATA_HOME=os.path.join(home, ".local", "share"))
+    try:
+        process = subprocess.Popen([CLI, *arguments], stdin=follower, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True, env=environment)
+        os.write(leader, answer.encode())
+        stdout, _ = process.communicate(timeout=60)
+    finally:
+        os.close(follower)
+        os.close(leader)
+    return process.returncode, stdout
+
+
+def write_file(path, size):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as out:
+        out.write(os.urandom(size))
+    return path
+
+
+def tree_of(root):
+    """Every path under root, relative to it, folders with a trailing slash."""
+    found = set()
+    for folder, folders, files in os.walk(root):
+        for name in folders:
+            found.add(os.path.relpath(os.path.join(folder, name), root) + "/")
+        for name in files:
+            found.add(os.path.relpath(os.path.join(folder, name), root))
+    return found
 
 
 def expected_size(paths):
@@ -151,6 +187,15 @@ class UsageTests(unittest.TestCase):
             ["catalog", "extra"],
             ["catalog", "--verbose"],
             ["scan", "--json"],
+            ["guard"],
+            ["guard", "delete"],
+            ["guard", "remove", "/tmp/x"],
+            ["guard", "--json", "delete", "/tmp/x"],
+            ["clean"],
+            ["clean", "--dry-run"],
+            ["clean", "--force", "xcode.derivedData"],
+            ["history", "extra"],
+            ["history", "--home"],
         ]
         for arguments in cases:
             with self.subTest(arguments=arguments):
@@ -163,7 +208,8 @@ class UsageTests(unittest.TestCase):
     def test_help_lists_every_command(self):
         completed = run("--help")
         self.assertEqual(completed.returncode, 0)
-        for command in ("tarno-cli measure", "tarno-cli catalog", "tarno-cli scan"):
+        for command in ("tarno-cli measure", "tarno-cli catalog", "tarno-cli scan", "tarno-cli guard",
+                        "tarno-cli clean", "tarno-cli history"):
             self.assertIn(command, completed.stdout)
 
 
@@ -192,6 +238,211 @@ class CatalogTests(unittest.TestCase):
         # Without --home the user's home is the environment's.
         by_environment = run("scan", home=self.home)
         self.assertEqual((by_environment.returncode, by_environment.stdout), (0, expected), by_environment.stderr)
+
+
+class GuardTests(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-guard-")
+        self.home = os.path.join(self.folder.name, "home")
+        os.makedirs(os.path.join(self.home, "Documents"))
+        os.makedirs(os.path.join(self.home, "Library", "Caches", "com.example.app"))
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def test_one_line_per_path_in_the_order_given(self):
+        cache = os.path.join(self.home, "Library", "Caches", "com.example.app")
+        documents = os.path.join(self.home, "Documents")
+        outside = os.path.join(self.folder.name, "elsewhere")
+        completed = run("guard", "delete", "--home", self.home + "/", cache, documents, outside)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(completed.stdout.splitlines(), [
+            f"{cache}: allowed",
+            f"{documents}: refused: top-level folder in the home folder",
+            f"{outside}: refused: outside the home folder",
+        ])
+
+    def test_the_home_comes_from_the_environment_without_an_option(self):
+        completed = run("guard", "trash", os.path.join(self.home, "Documents"), home=self.home)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(completed.stdout, os.path.join(self.home, "Documents")
+                         + ": refused: top-level folder in the home folder\n")
+
+    def test_app_checks_application_bundles(self):
+        not_an_app = os.path.join(self.home, "Library", "Caches", "com.example.app")
+        completed = run("guard", "app", "--home", self.home, not_an_app)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertRegex(completed.stdout, r"^" + not_an_app + r": refused: [a-z]")
+
+
+class CleanTests(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-clean-")
+        self.home = self.folder.name
+        self.derived = os.path.join(self.home, "Library", "Developer", "Xcode", "DerivedData")
+        write_file(os.path.join(self.derived, "App-abc", "Build", "app.o"), 60000)
+        write_file(os.path.join(self.derived, "Other-def", "info.plist"), 3000)
+        write_file(os.path.join(self.home, "Library", "Developer", "Xcode", "Archives", "2024", "App.xcarchive"),
+                   5000)
+        write_file(os.path.join(self.home, "Documents", "letter.txt"), 100)
+        self.history = os.path.join(self.home, "Library", "Application Support", "Tarno", "history.json")
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def test_dry_run_shows_the_items_and_changes_nothing(self):
+        before = tree_of(self.home)
+        completed = run("clean", "--dry-run", "xcode.archives", "xcode.derivedData", home=self.home,
+                        stdin=subprocess.DEVNULL)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        lines = completed.stdout.splitlines()
+        # In the catalog's order, each with its size and consequence.
+        self.assertRegex(lines[0], r"^Build data \(DerivedData\): \d+ KB, Safe$")
+        self.assertEqual(lines[1], "  The next build of each project starts from scratch.")
+        self.assertRegex(lines[2], r"^Archives: \d+ KB, Your call$")
+        self.assertEqual(lines[3], "  You can no longer re-export these builds or symbolicate their crash reports.")
+        self.assertIn("nothing was removed", lines[-1])
+        self.assertEqual(tree_of(self.home), before)
+
+    def test_yes_empties_derived_data_and_records_it(self):
+        completed = run("clean", "--yes", "--home", self.home, "xcode.derivedData", stdin=subprocess.DEVNULL)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(os.listdir(self.derived), [], "the folder stays, its contents go")
+        self.assertTrue(os.path.exists(os.path.join(self.home, "Documents", "letter.txt")))
+        self.assertTrue(os.path.exists(os.path.join(self.home, "Library", "Developer", "Xcode", "Archives")))
+        self.assertRegex(completed.stdout, r"\nFreed \d+ KB\.\n")
+
+        with open(self.history) as stream:
+            text = stream.read()
+        records = json.loads(text)
+        self.assertEqual(len(records), 1)
+        record = records[0]
+        self.assertEqual(list(record.keys()), ["date", "failures", "freedBytes", "items", "source"])
+        self.assertEqual(record["source"], "Cleanup")
+        self.assertEqual(record["items"], ["Build data (DerivedData)"])
+        self.assertEqual(record["failures"], 0)
+        self.assertGreaterEqual(record["freedBytes"], 63000)
+        self.assertRegex(record["date"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+
+        # Nothing is left to free, but the clean of a chosen item still leaves its line.
+        again = run("clean", "--yes", "xcode.derivedData", home=self.home, stdin=subprocess.DEVNULL)
+        self.assertEqual(again.returncode, 0, again.stderr)
+        self.assertIn("Freed 0 bytes.", again.stdout)
+        with open(self.history) as stream:
+            records = json.load(stream)
+        self.assertEqual([r["freedBytes"] for r in records], [0, record["freedBytes"]])
+
+    def test_without_a_terminal_it_refuses_and_says_why(self):
+        before = tree_of(self.home)
+        completed = run("clean", "xcode.derivedData", home=self.home, stdin=subprocess.DEVNULL)
+        self.assertEqual(completed.returncode, 1)
+        self.assertIn("not a terminal", completed.stderr)
+        self.assertIn("--yes", completed.stderr)
+        self.assertEqual(tree_of(self.home), before)
+
+    def test_on_a_terminal_only_yes_cleans(self):
+        status, stdout = run_on_terminal(["clean", "xcode.derivedData", "xcode.archives"], self.home, "n\n")
+        self.assertEqual(status, 1)
+        self.assertIn("Clean these 2 items? [y/N] ", stdout)
+        self.assertEqual(len(os.listdir(self.derived)), 2)
+        self.assertFalse(os.path.exists(self.history))
+
+        status, stdout = run_on_terminal(["clean", "xcode.derivedData"], self.home, "y\n")
+        self.assertEqual(status, 0, stdout)
+        self.assertIn("Clean this item? [y/N] ", stdout)
+        self.assertEqual(os.listdir(self.derived), [])
+
+    def test_an_unknown_id_is_named_and_nothing_happens(self):
+        before = tree_of(self.home)
+        completed = run("clean", "--yes", "xcode.derivedData", "no.such.item", "android.avd.Gone", home=self.home,
+                        stdin=subprocess.DEVNULL)
+        self.assertEqual(completed.returncode, 2)
+        self.assertEqual(completed.stdout, "")
+        self.assertIn("no.such.item", completed.stderr)
+        self.assertIn("android.avd.Gone", completed.stderr)
+        self.assertEqual(tree_of(self.home), before)
+
+    @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs root to run as another user")
+    def test_an_item_that_needs_an_administrator_is_not_cleaned(self):
+        # The home belongs to root, and "nobody" may read but not write DerivedData.
+        for folder, folders, files in os.walk(self.home):
+            os.chmod(folder, 0o755)
+        before = tree_of(self.home)
+        completed = subprocess.run([CLI, "clean", "--yes", "--home", self.home, "xcode.derivedData"],
+                                   capture_output=True, text=True, timeout=60, stdin=subprocess.DEVNULL,
+                                   user=65534, group=65534, extra_groups=[])
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertIn("needs an administrator", completed.stdout)
+        self.assertIn("Nothing to clean", completed.stdout)
+        self.assertEqual(tree_of(self.home), before)
+
+    @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs root to run as another user")
+    def test_what_cannot_be_removed_is_reported_and_counted_as_a_failure(self):
+        # "nobody" may empty DerivedData and write the history, but not the folder that root locked inside it.
+        for folder, folders, files in os.walk(self.home):
+            os.chmod(folder, 0o777 if folder.startswith(self.derived) else 0o755)
+        os.chmod(os.path.join(self.home, "Library"), 0o777)
+        locked = os.path.join(self.derived, "Locked")
+        write_file(os.path.join(locked, "index.db"), 100)
+        completed = subprocess.run([CLI, "clean", "--yes", "--home", self.home, "xcode.derivedData"],
+                                   capture_output=True, text=True, timeout=60, stdin=subprocess.DEVNULL,
+                                   user=65534, group=65534, extra_groups=[])
+        self.assertEqual(completed.returncode, 1, completed.stderr)
+        self.assertEqual(sorted(os.listdir(self.derived)), ["Locked"])
+        self.assertTrue(os.path.exists(os.path.join(locked, "index.db")))
+        self.assertRegex(completed.stdout,
+                         r"Could not remove:\n  ~/Library/Developer/Xcode/DerivedData/Locked[^:]*: [a-z]")
+        with open(self.history) as stream:
+            record = json.load(stream)[0]
+        self.assertGreater(record["failures"], 0)
+        self.assertGreaterEqual(record["freedBytes"], 63000)
+
+
+class HistoryTests(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-history-")
+        self.home = self.folder.name
+        self.file = os.path.join(self.home, "Library", "Application Support", "Tarno", "history.json")
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def write_history(self, records):
+        os.makedirs(os.path.dirname(self.file), exist_ok=True)
+        with open(self.file, "w") as stream:
+            json.dump(records, stream)
+
+    def test_an_empty_history(self):
+        completed = run("history", home=self.home)
+        self.assertEqual((completed.returncode, completed.stdout), (0, "No cleanups yet.\n"), completed.stderr)
+        completed = run("history", "--json", "--home", self.home)
+        self.assertEqual((completed.returncode, json.loads(completed.stdout)), (0, []), completed.stderr)
+
+    def test_records_newest_first_with_the_total(self):
+        records = [
+            {"date": "2024-05-02T08:00:00Z", "source": "Cleanup", "freedBytes": 1500000000,
+             "items": ["Build data (DerivedData)", "Trash"], "failures": 1},
+            {"date": "2024-05-01T09:30:00Z", "source": "Large Files", "freedBytes": 2000, "items": ["movie.mov"],
+             "failures": 0},
+        ]
+        self.write_history(records)
+        completed = run("history", home=self.home)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(completed.stdout.splitlines(), [
+            "2024-05-02T08:00:00Z  Cleanup: 1.5 GB freed, 2 items, 1 failure",
+            "  Build data (DerivedData), Trash",
+            "2024-05-01T09:30:00Z  Large Files: 2 KB freed, 1 item, no failures",
+            "  movie.mov",
+            "Total freed: 1.5 GB in 2 cleanups",
+        ])
+        completed = run("history", "--json", home=self.home)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(json.loads(completed.stdout), records)
+
+    def test_a_file_that_does_not_decode_is_an_empty_history(self):
+        self.write_history([{"date": "2024-05-01T09:30:00Z", "source": "Cleanup", "freedBytes": 10}])
+        completed = run("history", home=self.home)
+        self.assertEqual((completed.returncode, completed.stdout), (0, "No cleanups yet.\n"), completed.stderr)
 
 
 if __name__ == "__main__":
