@@ -1,6 +1,7 @@
 #include "TarnoCore/Cleanup/Cleaner.hpp"
 
 #include "TarnoCore/Foundation/Shell.hpp"
+#include "TarnoCore/Foundation/Text.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
 #include "TarnoCore/Platform/Trash.hpp"
@@ -34,15 +35,6 @@ bool isSymbolicLink(const std::string& path)
 bool isInside(const std::string& path, const std::string& folder)
 {
     return path == folder || (path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/');
-}
-
-std::string trimmed(const std::string& text)
-{
-    constexpr const char* blanks = " \t\n\r\f\v";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 std::string withoutTrailingSlashes(std::string path)
@@ -113,7 +105,7 @@ public:
             return {0, {{action.tool, "could not be started"}}};
         if (output->succeeded())
             return {1, {}};
-        std::string reason = trimmed(output->standardError);
+        std::string reason(Text::trimmed(output->standardError));
         if (reason.empty())
             reason = "exit code " + std::to_string(output->status);
         return {0, {{action.tool, reason}}};
@@ -142,7 +134,7 @@ public:
         } else if (output->succeeded()) {
             ++report.removed;
         } else {
-            const std::string reason = trimmed(output->standardError);
+            const std::string reason(Text::trimmed(output->standardError));
             report.failures.push_back({action.path, reason.empty() ? "git refused" : reason});
         }
         return report;

@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Cleanup/Tools/SizeText.hpp"
 #include "TarnoCore/Foundation/Shell.hpp"
+#include "TarnoCore/Foundation/Text.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
 
 namespace tarno::Homebrew {
@@ -12,17 +13,6 @@ constexpr std::chrono::seconds estimateTimeout{180};
 
 constexpr std::string_view phrase = "approximately ";
 constexpr std::string_view digitsAndPoints = "0123456789.";
-// What the regular expression's \s matches.
-constexpr std::string_view whiteSpace = " \t\n\v\f\r";
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t start = text.find_first_not_of(whiteSpace);
-    if (start == std::string_view::npos)
-        return {};
-    return text.substr(start, text.find_last_not_of(whiteSpace) - start + 1);
-}
-
 // The first match of "approximately ([0-9.]+)\s*([KMGT]?B)", found by hand:
 // std::regex backtracks recursively, so a long enough run of digits in a
 // tool's output would overflow the stack. The pattern never needs to back
@@ -35,7 +25,7 @@ std::optional<std::string_view> firstEstimatePhrase(std::string_view text)
         const std::size_t numberEnd = std::min(text.find_first_not_of(digitsAndPoints, position), text.size());
         if (numberEnd == position)
             continue;
-        position = std::min(text.find_first_not_of(whiteSpace, numberEnd), text.size());
+        position = std::min(text.find_first_not_of(Text::whiteSpace, numberEnd), text.size());
         if (position < text.size() && std::string_view("KMGT").find(text[position]) != std::string_view::npos
             && position + 1 < text.size() && text[position + 1] == 'B')
             return text.substr(start, position + 2 - start);
@@ -91,10 +81,10 @@ std::optional<std::int64_t> parseEstimate(std::string_view text)
     const std::optional<std::string_view> match = firstEstimatePhrase(text);
     if (!match)
         return std::nullopt;
-    const SizeText::Number number = SizeText::leadingNumber(trimmed(match->substr(phrase.size())));
+    const SizeText::Number number = SizeText::leadingNumber(Text::trimmed(match->substr(phrase.size())));
     if (!number.value)
         return std::nullopt;
-    const std::string_view unit = trimmed(number.rest);
+    const std::string_view unit = Text::trimmed(number.rest);
     double factor = 1;
     if (unit == "KB")
         factor = 1024.0;

@@ -3,6 +3,7 @@
 
 #include "TarnoCore/Platform/AdministratorPrompt.hpp"
 
+#include "TarnoCore/Foundation/Text.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
 
 #include <chrono>
@@ -18,15 +19,6 @@ constexpr int dismissedStatus = 126;
 constexpr int notAuthorizedStatus = 127;
 
 constexpr const char* notStarted = "pkexec could not be started";
-
-std::string trimmed(const std::string& text)
-{
-    constexpr const char* blanks = " \t\n\r\f\v";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 } // namespace
 
@@ -53,7 +45,7 @@ std::optional<std::string> messageFor(const std::optional<Shell::Output>& output
     // The word by which the cleanup flow tells a dismissed prompt from a failure.
     if (output->status == dismissedStatus)
         return "cancelled";
-    const std::string reason = trimmed(output->standardError);
+    const std::string reason(Text::trimmed(output->standardError));
     if (output->status == notAuthorizedStatus && reason.empty())
         return "not authorized";
     return reason;
