@@ -4,6 +4,7 @@
 #include "TarnoCore/Platform/Trash.hpp"
 
 #include "Support/GitRepository.hpp"
+#include "Support/FileChecks.hpp"
 #include "Support/ScopedEnvironment.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/Unprivileged.hpp"
@@ -28,19 +29,8 @@ using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 using Failure = CleanReport::Failure;
 
-std::string contentsOf(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-bool exists(const std::string& path)
-{
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0;
-}
+using test::contentsOf;
+using test::exists;
 
 std::vector<std::string> namesIn(const std::string& folder)
 {

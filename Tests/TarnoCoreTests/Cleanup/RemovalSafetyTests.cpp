@@ -11,6 +11,7 @@
 
 #include "Support/GitRepository.hpp"
 #include "Support/MountNamespace.hpp"
+#include "Support/FileChecks.hpp"
 #include "Support/ScopedEnvironment.hpp"
 #include "Support/TemporaryFolder.hpp"
 
@@ -36,19 +37,8 @@ using test::TemporaryFolder;
 using ::testing::Contains;
 using Failure = CleanReport::Failure;
 
-std::string contentsOf(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-bool exists(const std::string& path)
-{
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0;
-}
+using test::contentsOf;
+using test::exists;
 
 class RemovalSafetyTest : public ::testing::Test {
 protected:
