@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
 
+#include "Support/FileChecks.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -21,13 +22,7 @@ CleanupRecord recordAt(std::time_t seconds, std::int64_t freedBytes, std::vector
     return CleanupRecord{system_clock::from_time_t(seconds), "Cleanup", freedBytes, std::move(items), failures};
 }
 
-std::string contentsOf(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using test::contentsOf;
 
 void write(const std::string& path, std::string_view text)
 {
