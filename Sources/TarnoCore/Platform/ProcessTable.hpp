@@ -1,0 +1,69 @@
+#pragma once
+
+#include "TarnoCore/Performance/TCPSocket.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarno::Platform {
+
+// The operating system's table of processes, read from a procfs tree. The
+// root is "/proc" on the real machine and a made-up folder in tests. Every
+// read stands alone: a process that ends between two reads simply answers
+// nothing to the second. Immutable; any thread.
+class ProcessTable {
+public:
+    // What /proc/<pid>/stat says.
+    struct Status {
+        std::int32_t parentPID = 0;
+        std::string command;              // the kernel's short name, at most 15 bytes
+        std::uint64_t processorTicks = 0; // user plus system time, in clock ticks
+        std::uint64_t startTicks = 0;     // start time in clock ticks since boot
+
+        bool operator==(const Status&) const = default;
+    };
+
+    // The real machine: "/proc" and the kernel's clock tick.
+    ProcessTable();
+
+    // A procfs tree at `root` whose times count `ticksPerSecond` to the second.
+    ProcessTable(std::string root, std::uint64_t ticksPerSecond);
+
+    const std::string& root() const { return m_root; }
+    std::uint64_t ticksPerSecond() const { return m_ticksPerSecond; }
+
+    // The numeric entries of the root, in the order the folder lists them.
+    std::vector<std::int32_t> allPIDs() const;
+
+    // The memory the system attributes to the process; std::nullopt when the
+    // process is not ours to inspect.
+    std::optional<std::int64_t> memoryBytes(std::int32_t pid) const;
+
+    // std::nullopt when the process is gone or its line does not parse.
+    std::optional<Status> status(std::int32_t pid) const;
+
+    // The executable's path, without the " (deleted)" of a replaced file;
+    // empty when the process has none (a kernel thread) or it cannot be read.
+    std::string executablePath(std::int32_t pid) const;
+
+    // The argument vector, argv[0] included; empty when it cannot be read.
+    std::vector<std::string> arguments(std::int32_t pid) const;
+
+    // The current folder; std::nullopt when it cannot be read or is empty.
+    std::optional<std::string> workingDirectory(std::int32_t pid) const;
+
+    // The TCP sockets, IPv4 then IPv6, of the descriptors the process holds,
+    // from the tables of its own network namespace.
+    std::vector<TCPSocket> tcpSockets(std::int32_t pid) const;
+
+    // The boot time in seconds since 1970 ("btime" of <root>/stat); 0 when unreadable.
+    std::int64_t bootTime() const;
+
+private:
+    std::string m_root;
+    std::uint64_t m_ticksPerSecond;
+};
+
+} // namespace tarno::Platform
