@@ -60,6 +60,33 @@ const CommandSyntax historySyntax{
     .takesOperands = false,
 };
 
+const CommandSyntax memorySyntax{
+    .name = "memory",
+    .usage = "tarno-cli memory [--json]",
+    .flags = {"--json"},
+    .valueOptions = {},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
+const CommandSyntax diskSyntax{
+    .name = "disk",
+    .usage = "tarno-cli disk [--json] [PATH]",
+    .flags = {"--json"},
+    .valueOptions = {},
+    .needsOperands = false,
+    .takesOperands = true,
+};
+
+const CommandSyntax processesSyntax{
+    .name = "processes",
+    .usage = "tarno-cli processes [--json] [--samples N]",
+    .flags = {"--json"},
+    .valueOptions = {"--samples"},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);
@@ -125,9 +152,17 @@ std::string helpText()
                        "      history. Exit status 1 when it was not confirmed or a path could not be removed.\n"
                        "  {}\n"
                        "      What Tarno has removed, newest first, and the total.\n"
+                       "  {}\n"
+                       "      How memory is used: by programs, the kernel, compression and cache; swap and pressure.\n"
+                       "  {}\n"
+                       "      The capacity of the volume holding PATH (the home folder without one).\n"
+                       "  {}\n"
+                       "      What runs, one group per program: memory, processor share over the last of N samples\n"
+                       "      taken a second apart (2 by default), and the number of processes.\n"
                        "  tarno-cli --help\n",
                        measureSyntax.usage, catalogSyntax.usage, scanSyntax.usage, guardSyntax.usage,
-                       cleanSyntax.usage, historySyntax.usage);
+                       cleanSyntax.usage, historySyntax.usage, memorySyntax.usage, diskSyntax.usage,
+                       processesSyntax.usage);
 }
 
 std::string withoutTrailingSlash(std::string path)

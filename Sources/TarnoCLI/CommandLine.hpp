@@ -35,6 +35,9 @@ extern const CommandSyntax scanSyntax;
 extern const CommandSyntax guardSyntax;
 extern const CommandSyntax cleanSyntax;
 extern const CommandSyntax historySyntax;
+extern const CommandSyntax memorySyntax;
+extern const CommandSyntax diskSyntax;
+extern const CommandSyntax processesSyntax;
 
 // Parses the arguments after the command's name. On a usage error, writes one
 // line to stderr and gives std::nullopt. "--" ends the options.

@@ -12,5 +12,8 @@ int runScan(const std::vector<std::string>& arguments);
 int runGuard(const std::vector<std::string>& arguments);
 int runClean(const std::vector<std::string>& arguments);
 int runHistory(const std::vector<std::string>& arguments);
+int runMemory(const std::vector<std::string>& arguments);
+int runDisk(const std::vector<std::string>& arguments);
+int runProcesses(const std::vector<std::string>& arguments);
 
 } // namespace tarno::cli

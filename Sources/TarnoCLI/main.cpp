@@ -10,7 +10,7 @@ int main(int argc, char** argv)
 {
     using namespace tarno::cli;
     constexpr std::string_view commands =
-        "tarno-cli measure|catalog|scan|guard|clean|history ... (tarno-cli --help for more)";
+        "tarno-cli measure|catalog|scan|guard|clean|history|memory|disk|processes ... (tarno-cli --help for more)";
 
     if (argc < 2)
         return reportUsageError("missing command", commands);
@@ -33,5 +33,11 @@ int main(int argc, char** argv)
         return runClean(arguments);
     if (command == historySyntax.name)
         return runHistory(arguments);
+    if (command == memorySyntax.name)
+        return runMemory(arguments);
+    if (command == diskSyntax.name)
+        return runDisk(arguments);
+    if (command == processesSyntax.name)
+        return runProcesses(arguments);
     return reportUsageError(fmt::format("unknown command '{}'", command), commands);
 }

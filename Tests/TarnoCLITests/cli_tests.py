@@ -445,6 +445,89 @@ class HistoryTests(unittest.TestCase):
         self.assertEqual((completed.returncode, completed.stdout), (0, "No cleanups yet.\n"), completed.stderr)
 
 
+class MemoryAndDiskTests(unittest.TestCase):
+    def test_memory_json_has_the_records_fields_and_adds_up(self):
+        completed = run("memory", "--json")
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        memory = json.loads(completed.stdout)
+        self.assertEqual(list(memory), ["total", "app", "wired", "compressed", "cached", "swapUsed", "freePercent",
+                                        "pressure", "used"])
+        with open("/proc/meminfo") as meminfo:
+            total_kb = next(int(line.split()[1]) for line in meminfo if line.startswith("MemTotal:"))
+        self.assertEqual(memory["total"], total_kb * 1024)
+        self.assertEqual(memory["used"], memory["app"] + memory["wired"] + memory["compressed"])
+        self.assertLessEqual(memory["used"] + memory["cached"], memory["total"])
+        self.assertIn(memory["pressure"], ("normal", "warning", "critical"))
+        self.assertIn("Pressure: " + memory["pressure"], run("memory").stdout.splitlines())
+
+    def test_disk_is_statvfs_arithmetic_for_the_path_or_the_home(self):
+        with tempfile.TemporaryDirectory() as folder:
+            volume = os.statvfs(folder)
+            for arguments, home in ((["disk", "--json", folder], None), (["disk", "--json"], folder)):
+                with self.subTest(arguments=arguments):
+                    completed = run(*arguments, home=home)
+                    self.assertEqual(completed.returncode, 0, completed.stderr)
+                    usage = json.loads(completed.stdout)
+                    self.assertEqual(usage["total"], volume.f_blocks * volume.f_frsize)
+                    # Others write while the test runs: a little slack on what is free.
+                    self.assertAlmostEqual(usage["available"], volume.f_bavail * volume.f_frsize, delta=64e6)
+                    self.assertEqual(usage["used"], usage["total"] - usage["available"])
+
+    def test_an_unreadable_volume_is_status_1_and_bad_arguments_status_2(self):
+        missing = run("disk", "/nonexistent/tarno-test")
+        self.assertEqual(missing.returncode, 1)
+        self.assertEqual(missing.stdout, "")
+        for arguments in (["disk", "/tmp", "/var"], ["disk", "--bogus"], ["memory", "extra"], ["memory", "--home"]):
+            with self.subTest(arguments=arguments):
+                completed = run(*arguments)
+                self.assertEqual(completed.returncode, 2)
+                self.assertIn("usage:", completed.stderr)
+        help_text = run("--help").stdout
+        self.assertIn("tarno-cli memory [--json]", help_text)
+        self.assertIn("tarno-cli disk [--json] [PATH]", help_text)
+
+
+class ProcessesTests(unittest.TestCase):
+    def test_a_spinning_child_shows_with_its_memory_and_processor_share(self):
+        with tempfile.TemporaryDirectory() as folder:
+            child = subprocess.Popen(["/usr/bin/python3", "-c", "while True: pass"], cwd=folder)
+            try:
+                completed = run("processes", "--json", "--samples", "2")
+                with open(f"/proc/{child.pid}/smaps_rollup") as rollup:
+                    pss = next(int(line.split()[1]) * 1024 for line in rollup if line.startswith("Pss:"))
+            finally:
+                child.kill()
+                child.wait()
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        sample = json.loads(completed.stdout)
+        mine = [process for process in sample["processes"] if process["pid"] == child.pid]
+        self.assertEqual(len(mine), 1)
+        process = mine[0]
+        self.assertTrue(process["name"].startswith("python3"), process)
+        self.assertEqual(process["parentPID"], os.getpid())
+        self.assertAlmostEqual(process["memoryBytes"], pss, delta=pss / 2)
+        self.assertGreater(process["cpuPercent"], 20)
+        groups = [group for group in sample["groups"] if child.pid in group["pids"]]
+        self.assertEqual(len(groups), 1)
+        self.assertGreaterEqual(groups[0]["cpuPercent"], process["cpuPercent"])
+        memories = [group["memoryBytes"] for group in sample["groups"]]
+        self.assertEqual(memories, sorted(memories, reverse=True))
+
+    def test_the_table_and_its_usage(self):
+        completed = run("processes", "--samples", "1")
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        lines = completed.stdout.splitlines()
+        self.assertEqual(lines[0].split(), ["Name", "Memory", "CPU", "Processes"])
+        self.assertRegex(lines[-1], r"^\d+ processes in \d+ groups, .+ in all$")
+        for arguments in (["processes", "--samples", "0"], ["processes", "--samples", "two"],
+                          ["processes", "--samples"], ["processes", "extra"]):
+            with self.subTest(arguments=arguments):
+                rejected = run(*arguments)
+                self.assertEqual(rejected.returncode, 2)
+                self.assertIn("usage: tarno-cli processes", rejected.stderr)
+        self.assertIn("tarno-cli processes [--json] [--samples N]", run("--help").stdout)
+
+
 if __name__ == "__main__":
     if len(sys.argv) < 2:
         sys.exit(__doc__)
