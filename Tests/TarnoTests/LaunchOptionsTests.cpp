@@ -23,15 +23,10 @@ TEST(LaunchOptions, SectionTakesARawStringRightBehindTheOption)
     EXPECT_EQ(parse({}), LaunchOptions{});
     EXPECT_EQ(parse({"--section", "largeFiles"}).section, Section::largeFiles);
     EXPECT_EQ(parse({"--section", "overview"}).section, Section::overview);
-
-    // Titles, other cases and stray words are no raw strings.
-    EXPECT_EQ(parse({"--section", "Large Files"}).section, std::nullopt);
-    EXPECT_EQ(parse({"--section", "Cleanup"}).section, std::nullopt);
-    EXPECT_EQ(parse({"--section", ""}).section, std::nullopt);
-    EXPECT_EQ(parse({"cleanup"}).section, std::nullopt);
-
-    // The option last, with nothing behind it.
-    EXPECT_EQ(parse({"--appearance", "light", "--section"}).section, std::nullopt);
+    // Titles, other cases, stray words and the option last with nothing behind it are no sections.
+    for (const auto& arguments : {std::initializer_list<const char*>{"--section", "Large Files"}, {"--section", "Cleanup"},
+                                  {"--section", ""}, {"cleanup"}, {"--appearance", "light", "--section"}})
+        EXPECT_EQ(parse(arguments).section, std::nullopt) << *std::prev(arguments.end());
     // Another option behind it is its value, not a section.
     EXPECT_EQ(parse({"--section", "--appearance", "light"}),
               (LaunchOptions{.section = std::nullopt, .appearance = Appearance::light, .snapshotsFolder = std::nullopt}));
@@ -44,10 +39,8 @@ TEST(LaunchOptions, SectionTakesARawStringRightBehindTheOption)
 TEST(LaunchOptions, AppearanceIsLightOnlyForLight)
 {
     EXPECT_EQ(parse({"--appearance", "light"}).appearance, Appearance::light);
-    EXPECT_EQ(parse({"--appearance", "dark"}).appearance, Appearance::dark);
-    EXPECT_EQ(parse({"--appearance", "Light"}).appearance, Appearance::dark);
-    EXPECT_EQ(parse({"--appearance", "LIGHT"}).appearance, Appearance::dark);
-    EXPECT_EQ(parse({"--appearance", ""}).appearance, Appearance::dark);
+    for (const char* value : {"dark", "Light", "LIGHT", ""})
+        EXPECT_EQ(parse({"--appearance", value}).appearance, Appearance::dark) << value;
 
     // Without a value the system's palette stays in charge.
     EXPECT_EQ(parse({"--appearance"}).appearance, std::nullopt);

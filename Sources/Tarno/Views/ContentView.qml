@@ -123,7 +123,7 @@ Item {
             Layout.fillHeight: true
             color: Theme.background
 
-            SectionPlaceholder {
+            SectionTitleView {
                 anchors.fill: parent
                 title: sections.title(content.model.shownSection)
                 symbol: sections.symbol(content.model.shownSection)

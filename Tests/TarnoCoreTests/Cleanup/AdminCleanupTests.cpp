@@ -20,7 +20,7 @@ TEST(AdminCleanupTests, TheListHoldsRootsYarnCacheOfThisPlatformAndOfTheMac)
         << "the environment's root Yarn cache must be able to take the password road";
 }
 
-TEST(AdminCleanupTests, CommandIsGivenOnlyWhenEveryPathIsOnTheList)
+TEST(AdminCleanupTests, CommandAndRemoveAcceptOnlyPathsThatAreAllOnTheList)
 {
     EXPECT_EQ(AdminCleanup::command({macYarn}), "/bin/rm -rf -- '/usr/local/share/Library/Caches/Yarn'");
     EXPECT_EQ(AdminCleanup::command({"/usr/local/share/.cache/yarn", macYarn}),
@@ -39,25 +39,17 @@ TEST(AdminCleanupTests, CommandIsGivenOnlyWhenEveryPathIsOnTheList)
     for (const Paths& paths : refused) {
         EXPECT_FALSE(AdminCleanup::command(paths)) << ::testing::PrintToString(paths);
         EXPECT_FALSE(AdminCleanup::removalArguments(paths)) << ::testing::PrintToString(paths);
+        // remove refuses before any tool runs.
+        EXPECT_EQ(AdminCleanup::remove(paths, "Tarno needs your password."),
+                  "not on the list of folders Tarno may remove");
     }
-}
-
-TEST(AdminCleanupTests, RemoveRefusesAPathOffTheListBeforeAnyToolRuns)
-{
-    const std::string message = "not on the list of folders Tarno may remove";
-    EXPECT_EQ(AdminCleanup::remove({}, "Tarno needs your password."), message);
-    EXPECT_EQ(AdminCleanup::remove({"/tmp"}, "Tarno needs your password."), message);
-    EXPECT_EQ(AdminCleanup::remove({macYarn, "/tmp"}, "Tarno needs your password."), message);
 }
 
 TEST(AdminCleanupTests, ScriptQuotesTheCommandAndPromptAsAppleScriptLiterals)
 {
-    const std::optional<std::string> command = AdminCleanup::command({macYarn});
-    ASSERT_TRUE(command);
-    const std::string prompt = "Tarno needs your password to delete yarn cache left behind by sudo.";
-    EXPECT_EQ(AdminCleanup::script(*command, prompt),
+    EXPECT_EQ(AdminCleanup::script(AdminCleanup::command({macYarn}).value(), "Tarno needs your password."),
               "do shell script \"/bin/rm -rf -- '/usr/local/share/Library/Caches/Yarn'\" with prompt "
-              "\"Tarno needs your password to delete yarn cache left behind by sudo.\" with administrator privileges");
+              "\"Tarno needs your password.\" with administrator privileges");
 
     // Backslashes are doubled before quotes are escaped, so the user reads the prompt as written.
     EXPECT_EQ(AdminCleanup::script("echo \\\"", "Say \"hi\" \\ bye"),
@@ -67,22 +59,20 @@ TEST(AdminCleanupTests, ScriptQuotesTheCommandAndPromptAsAppleScriptLiterals)
 TEST(AdministratorPromptTests, PkexecsOutcomesBecomeTheCallersMessages)
 {
     using Platform::AdministratorPrompt::messageFor;
-    const auto ended = [](int status, std::string standardError) {
-        return std::optional<Shell::Output>(Shell::Output{status, "", std::move(standardError)});
-    };
-
     EXPECT_EQ(messageFor(std::nullopt), "pkexec could not be started");
-    EXPECT_EQ(messageFor(ended(0, "")), std::nullopt);
-    EXPECT_EQ(messageFor(ended(0, "warning: something\n")), std::nullopt) << "success whatever was printed";
-    EXPECT_EQ(messageFor(ended(126, "Error executing command as another user: Request dismissed\n")), "cancelled");
-    EXPECT_EQ(messageFor(ended(127, "  Error executing command as another user: Not authorized\n\n")),
-              "Error executing command as another user: Not authorized");
-    EXPECT_EQ(messageFor(ended(127, " \n\t")), "not authorized");
-    EXPECT_EQ(messageFor(ended(1, "\n/bin/rm: cannot remove 'x': Read-only file system\n")),
-              "/bin/rm: cannot remove 'x': Read-only file system");
     // A failure with nothing to say is still a failure: a message, not none.
-    EXPECT_EQ(messageFor(ended(1, "")), std::optional<std::string>(""));
-    EXPECT_EQ(messageFor(ended(143, "")), std::optional<std::string>(""));
+    const std::vector<std::tuple<int, std::string, std::optional<std::string>>> cases = {
+        {0, "", std::nullopt},
+        {0, "warning: something\n", std::nullopt},
+        {126, "Error executing command as another user: Request dismissed\n", "cancelled"},
+        {127, "  Error executing command as another user: Not authorized\n\n",
+         "Error executing command as another user: Not authorized"},
+        {127, " \n\t", "not authorized"},
+        {1, "\n/bin/rm: cannot remove 'x': Read-only file system\n", "/bin/rm: cannot remove 'x': Read-only file system"},
+        {1, "", ""}, {143, "", ""},
+    };
+    for (const auto& [status, standardError, message] : cases)
+        EXPECT_EQ(messageFor(Shell::Output{status, "", standardError}), message) << status << standardError;
 }
 
 } // namespace

@@ -49,15 +49,14 @@ TEST(CleanupCatalogBuilderTests, AddKeepsWhatExistsAndClaimsIt)
 
     builder.add("none", "None", CleanupCategory::apps, "Nothing.", Safety::safe,
                 CleanupAction::Delete{{home / "missing", home / "also-missing"}});
-    EXPECT_TRUE(builder.items().empty());
     EXPECT_TRUE(builder.claimed().empty());
 
     builder.add("caches", "Caches", CleanupCategory::apps, "Apps rebuild them.", Safety::review,
                 CleanupAction::Delete{{first, home / "missing", second}}, 0);
     ASSERT_EQ(builder.items().size(), 1U);
-    const CleanupItem expected{"caches", "Caches", CleanupCategory::apps, "Apps rebuild them.", Safety::review,
-                               CleanupAction::Delete{{first, second}}, false, 0, std::nullopt};
-    EXPECT_EQ(builder.items()[0], expected);
+    EXPECT_EQ(builder.items()[0], (CleanupItem{"caches", "Caches", CleanupCategory::apps, "Apps rebuild them.",
+                                               Safety::review, CleanupAction::Delete{{first, second}}, false, 0,
+                                               std::nullopt}));
 
     builder.add("link", "Link", CleanupCategory::trash, "Nothing.", Safety::safe, CleanupAction::Trash{{dangling}});
     ASSERT_EQ(builder.items().size(), 2U);
@@ -83,34 +82,28 @@ TEST(CleanupCatalogBuilderTests, RequiresAdminFollowsWhatAnUnprivilegedUserMayDo
     const std::string own = home.makeFile("sticky/mine");
     ASSERT_EQ(::chown(own.c_str(), test::nobodyID, test::nobodyID), 0);
 
-    // One letter per item, '1' when it requires an administrator.
+    // One letter per item, '1' when it requires an administrator: delete in / empty a folder the user may
+    // not write; the Trash (never asks); delete in / empty a writable folder; someone else's entry and the
+    // user's own in a sticky folder.
     const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
     const auto adminFlags = [&] {
         Builder builder(env);
-        builder.add("a", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::Delete{{lockedFolder}});
-        builder.add("b", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::DeleteContents{{lockedFolder}});
-        builder.add("c", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::Trash{{lockedFolder}});
-        builder.add("d", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::Delete{{openFolder}});
-        builder.add("e", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::DeleteContents{{openFolder}});
-        builder.add("f", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::Delete{{own, foreign}});
-        builder.add("g", "", CleanupCategory::apps, "", Safety::safe, CleanupAction::Delete{{own}});
+        const auto add = [&builder](auto action) {
+            builder.add(std::to_string(builder.items().size()), "", CleanupCategory::apps, "", Safety::safe, action);
+        };
+        using Action = CleanupAction;
+        add(Action::Delete{{lockedFolder}}); add(Action::DeleteContents{{lockedFolder}});
+        add(Action::Trash{{lockedFolder}});
+        add(Action::Delete{{openFolder}}); add(Action::DeleteContents{{openFolder}});
+        add(Action::Delete{{own, foreign}}); add(Action::Delete{{own}});
         std::string flags;
         for (const CleanupItem& item : builder.items())
             flags += item.requiresAdmin ? '1' : '0';
         return flags;
     };
-
     const test::UnprivilegedRun asNobody = test::runAsNobody(adminFlags);
     ASSERT_TRUE(asNobody.ran) << asNobody.reason;
-    ASSERT_EQ(asNobody.output.size(), 7U);
-    EXPECT_EQ(asNobody.output[0], '1') << "delete inside a folder the user may not write";
-    EXPECT_EQ(asNobody.output[1], '1') << "empty a folder the user may not write";
-    EXPECT_EQ(asNobody.output[2], '0') << "moving to the Trash never asks for an administrator";
-    EXPECT_EQ(asNobody.output[3], '0') << "delete inside a folder the user may write";
-    EXPECT_EQ(asNobody.output[4], '0') << "empty a folder the user may write";
-    EXPECT_EQ(asNobody.output[5], '1') << "someone else's entry in a sticky folder";
-    EXPECT_EQ(asNobody.output[6], '0') << "the user's own entry in a sticky folder";
-
+    EXPECT_EQ(asNobody.output, "1100010");
     EXPECT_EQ(adminFlags(), "0000000") << "root may do all of it";
 }
 
@@ -122,22 +115,18 @@ TEST(CleanupCatalogBuilderTests, IsClaimedCoversTheClaimedPathAndWhatLiesInside)
     Builder builder(env);
     builder.add("b", "B", CleanupCategory::apps, "Nothing.", Safety::safe, CleanupAction::DeleteContents{{claimed}});
 
-    EXPECT_TRUE(builder.isClaimed(claimed));
-    EXPECT_TRUE(builder.isClaimed(claimed + "/c"));
-    EXPECT_TRUE(builder.isClaimed(claimed + "/c/d"));
-    EXPECT_FALSE(builder.isClaimed(claimed + "c"));
-    EXPECT_FALSE(builder.isClaimed(home / "a"));
-    EXPECT_FALSE(builder.isClaimed(home / "a/"));
+    for (const std::string& inside : {claimed, claimed + "/c", claimed + "/c/d"})
+        EXPECT_TRUE(builder.isClaimed(inside)) << inside;
+    for (const std::string& outside : {claimed + "c", home / "a", home / "a/"})
+        EXPECT_FALSE(builder.isClaimed(outside)) << outside;
 }
 
 TEST(CleanupCatalogTests, SortRunsCategoryByCategoryKeepingTheOrderOfAdding)
 {
-    std::vector<CleanupItem> items = {
-        itemIn(CleanupCategory::trash, "t1"),  itemIn(CleanupCategory::xcode, "x1"),
-        itemIn(CleanupCategory::trash, "t2"),  itemIn(CleanupCategory::docker, "d1"),
-        itemIn(CleanupCategory::xcode, "x2"),  itemIn(CleanupCategory::apps, "a1"),
-        itemIn(CleanupCategory::xcode, "x3"),
-    };
+    using enum CleanupCategory;
+    std::vector<CleanupItem> items = {itemIn(trash, "t1"), itemIn(xcode, "x1"), itemIn(trash, "t2"),
+                                      itemIn(docker, "d1"), itemIn(xcode, "x2"), itemIn(apps, "a1"),
+                                      itemIn(xcode, "x3")};
     CleanupCatalog::sortByCategory(items);
 
     Paths ids;

@@ -7,12 +7,12 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace tarno {
 namespace {
 
 using std::chrono::system_clock;
+using test::contentsOf;
 
 constexpr std::time_t mayFirst = 1714555800; // 2024-05-01T09:30:00Z
 
@@ -21,8 +21,6 @@ CleanupRecord recordAt(std::time_t seconds, std::int64_t freedBytes, std::vector
 {
     return CleanupRecord{system_clock::from_time_t(seconds), "Cleanup", freedBytes, std::move(items), failures};
 }
-
-using test::contentsOf;
 
 void write(const std::string& path, std::string_view text)
 {
@@ -39,13 +37,9 @@ std::vector<std::string> entriesOf(const std::string& folder)
     return names;
 }
 
-TEST(CleanupHistoryTests, TheFileLivesInTheHomesApplicationSupportFolder)
-{
-    EXPECT_EQ(CleanupHistory("/Users/ada").file(), "/Users/ada/Library/Application Support/Tarno/history.json");
-}
-
 TEST(CleanupHistoryTests, AMissingFileIsAnEmptyHistoryAndAppendCreatesIt)
 {
+    EXPECT_EQ(CleanupHistory("/Users/ada").file(), "/Users/ada/Library/Application Support/Tarno/history.json");
     test::TemporaryFolder home;
     const CleanupHistory history(home.path());
     EXPECT_TRUE(history.load().empty());
@@ -54,7 +48,6 @@ TEST(CleanupHistoryTests, AMissingFileIsAnEmptyHistoryAndAppendCreatesIt)
 
     const CleanupRecord record = recordAt(mayFirst, 1500, {"Build data (DerivedData)", "Archives"}, 2);
     history.append(record);
-    ASSERT_TRUE(std::filesystem::is_regular_file(history.file()));
     EXPECT_EQ(history.load(), std::vector<CleanupRecord>{record});
     EXPECT_EQ(history.totalFreed(), 1500);
 }
@@ -69,10 +62,8 @@ TEST(CleanupHistoryTests, OnlyARecordThatFreedNothingAndNamesNothingIsDropped)
 
     history.append(recordAt(mayFirst + 1, 0, {"Trash"}));
     history.append(recordAt(mayFirst + 2, 5, {}));
-    const std::vector<CleanupRecord> records = history.load();
-    ASSERT_EQ(records.size(), 2U);
-    EXPECT_EQ(records[0], recordAt(mayFirst + 2, 5, {}));
-    EXPECT_EQ(records[1], recordAt(mayFirst + 1, 0, {"Trash"}));
+    EXPECT_EQ(history.load(), (std::vector<CleanupRecord>{recordAt(mayFirst + 2, 5, {}),
+                                                          recordAt(mayFirst + 1, 0, {"Trash"})}));
     EXPECT_EQ(history.totalFreed(), 5);
 }
 
@@ -80,10 +71,9 @@ TEST(CleanupHistoryTests, TheFileIsPrettyPrintedWithSortedKeysAndSecondsInUtc)
 {
     test::TemporaryFolder home;
     const CleanupHistory history(home.path());
-    // A fraction of a second is not kept: the file holds whole seconds.
+    // Fractions of a second are dropped.
     history.append(CleanupRecord{system_clock::from_time_t(mayFirst) + std::chrono::milliseconds(750), "Cleanup",
                                  2048, {"Trash", "Quote \" and \\ back"}, 1});
-
     EXPECT_EQ(contentsOf(history.file()), R"([
   {
     "date": "2024-05-01T09:30:00Z",
@@ -116,58 +106,49 @@ TEST(CleanupHistoryTests, NewestComeFirstAndThe501stAppendDropsTheOldest)
     EXPECT_EQ(records.front(), newest);
     EXPECT_EQ(records[1], existing[0]);
     EXPECT_EQ(records.back(), existing[498]);
-    // 1 + ... + 499 of the survivors, and the newest; the oldest (500) is gone.
-    EXPECT_EQ(history.totalFreed(), 1'000'000 + 499 * 500 / 2);
+    EXPECT_EQ(history.totalFreed(), 1'000'000 + 499 * 500 / 2); // the oldest (500) is gone
 }
 
 TEST(CleanupHistoryTests, ARecordMissingAnyKeyOrOfTheWrongKindMakesTheFileUndecodable)
 {
-    const std::string complete =
-        R"({"date": "2024-05-01T09:30:00Z", "source": "Cleanup", "freedBytes": 10, "items": ["A"], "failures": 0})";
-    ASSERT_TRUE(CleanupHistory::decode("[" + complete + "]"));
+    const auto record = [](std::string date, std::string source, std::string freed, std::string items,
+                           std::string failures) {
+        return R"([{"date": )" + date + R"(, "source": )" + source + R"(, "freedBytes": )" + freed +
+               R"(, "items": )" + items + R"(, "failures": )" + failures + "}]";
+    };
+    const std::string date = R"("2024-05-01T09:30:00Z")";
+    const std::string complete = record(date, R"("Cleanup")", "10", R"(["A"])", "0");
+    ASSERT_TRUE(CleanupHistory::decode(complete));
     EXPECT_EQ(CleanupHistory::decode("[]"), std::vector<CleanupRecord>{});
     EXPECT_EQ(CleanupHistory::decode(R"([{"date": "2024-05-01T11:30:00+02:00", "source": "Apps", "freedBytes": 1,
                                           "items": [], "failures": 0, "extra": true}])"),
               (std::vector<CleanupRecord>{CleanupRecord{system_clock::from_time_t(mayFirst), "Apps", 1, {}, 0}}))
         << "an offset is honoured and unknown keys are ignored";
 
+    const std::string whole = complete.substr(1, complete.size() - 2);
     const std::vector<std::pair<std::string, std::string>> fields = {
-        {"date", R"("2024-05-01T09:30:00Z")"}, {"source", R"("Cleanup")"}, {"freedBytes", "10"},
-        {"items", R"(["A"])"},                 {"failures", "0"},
-    };
-    for (const auto& [left, leftValue] : fields) {
-        std::string record;
-        for (const auto& [key, value] : fields) {
-            if (key != left)
-                record += (record.empty() ? "{" : ", ") + ("\"" + key + "\": ") + value;
-        }
-        EXPECT_FALSE(CleanupHistory::decode("[" + complete + ", " + record + "}]")) << "without " << left;
+        {"date", date}, {"source", R"("Cleanup")"}, {"freedBytes", "10"}, {"items", R"(["A"])"}, {"failures", "0"}};
+    for (const auto& [left, unused] : fields) {
+        std::string partial;
+        for (const auto& [key, value] : fields)
+            partial += key == left ? "" : (partial.empty() ? "{" : ", ") + ("\"" + key + "\": ") + value;
+        EXPECT_FALSE(CleanupHistory::decode("[" + whole + ", " + partial + "}]")) << "without " << left;
     }
+    const std::string c = R"("C")";
     const std::vector<std::string> malformed = {
-        "",
-        "{}",
-        "[1]",
-        "[" + complete + "",
-        R"([{"date": "2024-05-01 09:30:00", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
-        R"([{"date": "2024-02-30T09:30:00Z", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00.5Z", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
-        R"([{"date": 1714555800, "source": "C", "freedBytes": 1, "items": [], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": 7, "freedBytes": 1, "items": [], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": "1", "items": [], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1.5, "items": [], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 18446744073709551615, "items": [],
-             "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": [3], "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": "A", "failures": 0}])",
-        R"([{"date": "2024-05-01T09:30:00Z", "source": "C", "freedBytes": 1, "items": [], "failures": null}])",
-        "[\"\xff\"]",
+        "", "{}", "[1]", complete.substr(0, complete.size() - 1), "[\"\xff\"]",
+        record(R"("2024-05-01 09:30:00")", c, "1", "[]", "0"), record(R"("2024-02-30T09:30:00Z")", c, "1", "[]", "0"),
+        record(R"("2024-05-01T09:30:00.5Z")", c, "1", "[]", "0"), record("1714555800", c, "1", "[]", "0"),
+        record(date, "7", "1", "[]", "0"), record(date, c, R"("1")", "[]", "0"), record(date, c, "1.5", "[]", "0"),
+        record(date, c, "18446744073709551615", "[]", "0"), record(date, c, "1", "[3]", "0"),
+        record(date, c, "1", R"("A")", "0"), record(date, c, "1", "[]", "null"),
     };
     for (const std::string& text : malformed)
         EXPECT_FALSE(CleanupHistory::decode(text)) << text;
 
     test::TemporaryFolder home;
     const CleanupHistory history(home.path());
-    write(history.file(), "[" + complete + R"(, {"date": "2024-05-01T09:30:00Z", "source": "Cleanup"}])");
+    write(history.file(), "[" + whole + R"(, {"date": "2024-05-01T09:30:00Z", "source": "Cleanup"}])");
     EXPECT_TRUE(history.load().empty());
     EXPECT_EQ(history.totalFreed(), 0);
 }
@@ -179,8 +160,7 @@ TEST(CleanupHistoryTests, AppendKeepsAFileThatDoesNotDecodeBesideIt)
     const std::string corrupt = history.file() + ".corrupt";
     write(history.file(), "[{\"date\": \"yesterday\"}]");
 
-    // A record that would leave no line does not touch the file at all.
-    history.append(recordAt(mayFirst, 0, {}));
+    history.append(recordAt(mayFirst, 0, {})); // leaves no line: the file is not touched
     EXPECT_EQ(contentsOf(history.file()), "[{\"date\": \"yesterday\"}]");
     EXPECT_FALSE(std::filesystem::exists(corrupt));
 
@@ -207,8 +187,7 @@ TEST(CleanupHistoryTests, AppendWritesAtomicallyAndLeavesNoTemporaryFileBehind)
     EXPECT_EQ(entriesOf(folder), std::vector<std::string>{"history.json"});
     EXPECT_EQ(history.load().size(), 3U);
 
-    // The new file replaces the old one by name, so a link at the file's place
-    // is replaced, not written through.
+    // The new file replaces the old by name: a link there is replaced, not written through.
     const std::string elsewhere = home.makeFile("elsewhere.json");
     std::filesystem::remove(history.file());
     std::filesystem::create_symlink(elsewhere, history.file());

@@ -13,35 +13,23 @@ using Paths = std::vector<std::string>;
 
 TEST(CleanupActionTests, PathsPermanenceAndKindOfEachCase)
 {
-    const CleanupAction remove = CleanupAction::Delete{{"/h/a", "/h/b"}};
-    EXPECT_EQ(remove.paths(), (Paths{"/h/a", "/h/b"}));
-    EXPECT_TRUE(remove.isPermanent());
-    EXPECT_EQ(remove.kindName(), "delete");
-
-    const CleanupAction empty = CleanupAction::DeleteContents{{"/h/c"}};
-    EXPECT_EQ(empty.paths(), (Paths{"/h/c"}));
-    EXPECT_TRUE(empty.isPermanent());
-    EXPECT_EQ(empty.kindName(), "deleteContents");
-
-    const CleanupAction trash = CleanupAction::Trash{{"/h/d"}};
-    EXPECT_EQ(trash.paths(), (Paths{"/h/d"}));
-    EXPECT_FALSE(trash.isPermanent());
-    EXPECT_EQ(trash.kindName(), "trash");
-
-    // A tool's item is measured by what the tool reduces, never by the tool.
-    const CleanupAction run = CleanupAction::Run{"/usr/bin/tool", {"clean", "--all"}, {"/h/e"}};
-    EXPECT_EQ(run.paths(), (Paths{"/h/e"}));
-    EXPECT_TRUE(run.isPermanent());
-    EXPECT_EQ(run.kindName(), "run");
-    EXPECT_TRUE((CleanupAction{CleanupAction::Run{"/usr/bin/tool", {}, {}}}.paths().empty()));
-
-    // clearFirst lies inside the worktree: only the worktree is measured.
-    const CleanupAction worktree = CleanupAction::RemoveWorktree{"/h/repo", "/h/wt", {"/h/wt/node_modules"}};
-    EXPECT_EQ(worktree.paths(), (Paths{"/h/wt"}));
-    EXPECT_TRUE(worktree.isPermanent());
-    EXPECT_EQ(worktree.kindName(), "removeWorktree");
-
-    EXPECT_NE(CleanupAction{CleanupAction::Delete{{"/h/a"}}}, CleanupAction{CleanupAction::Trash{{"/h/a"}}});
+    using Action = CleanupAction;
+    const std::vector<std::tuple<CleanupAction, Paths, bool, std::string_view>> cases = {
+        {Action::Delete{{"/h/a", "/h/b"}}, {"/h/a", "/h/b"}, true, "delete"},
+        {Action::DeleteContents{{"/h/c"}}, {"/h/c"}, true, "deleteContents"},
+        {Action::Trash{{"/h/d"}}, {"/h/d"}, false, "trash"},
+        // A tool's item is measured by what the tool reduces, never by the tool.
+        {Action::Run{"/usr/bin/tool", {"clean", "--all"}, {"/h/e"}}, {"/h/e"}, true, "run"},
+        {Action::Run{"/usr/bin/tool", {}, {}}, {}, true, "run"},
+        // clearFirst lies inside the worktree: only the worktree is measured.
+        {Action::RemoveWorktree{"/h/repo", "/h/wt", {"/h/wt/node_modules"}}, {"/h/wt"}, true, "removeWorktree"},
+    };
+    for (const auto& [action, paths, permanent, kind] : cases) {
+        EXPECT_EQ(action.paths(), paths) << kind;
+        EXPECT_EQ(action.isPermanent(), permanent) << kind;
+        EXPECT_EQ(action.kindName(), kind);
+    }
+    EXPECT_NE(CleanupAction{Action::Delete{{"/h/a"}}}, CleanupAction{Action::Trash{{"/h/a"}}});
 }
 
 TEST(CleanupCategoryTests, RawValuesNameTheirOwnCaseInScreenOrder)
@@ -55,8 +43,8 @@ TEST(CleanupCategoryTests, RawValuesNameTheirOwnCaseInScreenOrder)
     EXPECT_EQ(symbol(CleanupCategory::trash), "trash");
     EXPECT_EQ(cleanupCategory("Xcode"), std::nullopt);
 
-    EXPECT_EQ(safety(rawValue(Safety::safe)), Safety::safe);
-    EXPECT_EQ(safety(rawValue(Safety::review)), Safety::review);
+    for (const Safety level : {Safety::safe, Safety::review})
+        EXPECT_EQ(safety(rawValue(level)), level);
     EXPECT_EQ(safety("Your call"), std::nullopt);
 }
 
@@ -73,9 +61,7 @@ TEST(CleanupItemTests, KnownBytesStandForTheSizeWithoutReadingTheDisk)
     ASSERT_GT(SizeScanner::measure({file}).bytes, 0); // so a zero below can only come from knownBytes
 
     EXPECT_EQ(itemFor(file, 0).measure(), SizeResult{});
-    SizeResult reported;
-    reported.bytes = 1234;
-    EXPECT_EQ(itemFor(file, 1234).measure(), reported);
+    EXPECT_EQ(itemFor(file, 1234).measure(), (SizeResult{1234, 0, 0, std::nullopt}));
 }
 
 TEST(CleanupItemTests, WithoutKnownBytesTheActionsPathsAreMeasured)

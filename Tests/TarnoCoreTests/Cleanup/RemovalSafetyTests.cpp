@@ -1,7 +1,5 @@
-// The removal safety suite: a made-up home with a canary in every protected
-// folder, and links into them from everything the cleaner is asked to remove.
-// Whatever runs, every canary must survive with its content, and nothing but
-// the intended paths may go.
+// A made-up home with a canary in every protected folder, and links into them from everything the cleaner
+// is asked to remove: every canary must survive, and nothing but the intended paths may go.
 
 #include "TarnoCore/Cleanup/Cleaner.hpp"
 
@@ -22,7 +20,6 @@
 #include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -34,7 +31,7 @@ namespace fs = std::filesystem;
 namespace TreeRemoval = Platform::TreeRemoval;
 using test::ScopedEnvironment;
 using test::TemporaryFolder;
-using ::testing::Contains;
+using ::testing::UnorderedElementsAre;
 using Failure = CleanReport::Failure;
 
 using test::contentsOf;
@@ -47,36 +44,25 @@ protected:
         , guardian(root / "home", root / "Applications", "")
     {
         // A canary in every folder the guard protects or keeps, and outside the home.
-        std::vector<std::string> folders;
-        for (const auto entry : PathGuard::neverTouch())
-            folders.emplace_back(entry);
-        for (const auto entry : PathGuard::personalTrees())
-            folders.emplace_back(entry);
-        for (const std::string& entry : guardian.keptFolderEntries())
-            folders.push_back(entry);
-        for (const std::string& folder : folders)
-            addCanary("home/" + folder, "home/" + folder + "/canary.txt");
-        addCanary("outside", "outside/canary.txt");
-        addCanary("home", "home/notes.txt");
-        addCanary("home", "home/sneaky");
-        addCanary("home/Documents/sub", "home/Documents/sub/deep.txt");
+        const auto addCanaryIn = [this](std::string_view in) { addCanary("home/" + std::string(in) + "/canary.txt"); };
+        std::ranges::for_each(PathGuard::neverTouch(), addCanaryIn);
+        std::ranges::for_each(PathGuard::personalTrees(), addCanaryIn);
+        std::ranges::for_each(guardian.keptFolderEntries(), addCanaryIn);
+        for (const char* file : {"outside/canary.txt", "home/notes.txt", "home/sneaky", "home/Documents/sub/deep.txt"})
+            addCanary(file);
     }
 
-    void SetUp() override
-    {
-        // Nothing here may ever reach the real Trash.
-        ASSERT_EQ(Platform::trashFolder(home()), home() + "/.local/share/Trash");
-    }
+    // Nothing here may ever reach the real Trash.
+    void SetUp() override { ASSERT_EQ(Platform::trashFolder(home()), home() + "/.local/share/Trash"); }
 
     std::string home() const { return root / "home"; }
 
-    void addCanary(const std::string& folder, const std::string& file)
+    // A file whose content names it; its folder is a target for links too.
+    void addCanary(const std::string& file)
     {
-        const std::string content = "canary " + file;
-        root.makeFile(file);
-        std::ofstream(root / file, std::ios::binary) << content;
-        canaries[root / file] = content;
-        canaryFolders.insert(root / folder);
+        std::ofstream(root.makeFile(file), std::ios::binary) << "canary " + file;
+        canaries[root / file] = "canary " + file;
+        canaryFolders.insert(fs::path(root / file).parent_path().string());
     }
 
     // Links to every canary and every protected folder, under `relativeFolder`.
@@ -118,11 +104,6 @@ protected:
     std::map<std::string, std::string> canaries;
     std::set<std::string> canaryFolders;
 };
-
-bool isAtOrBelow(const std::string& path, const std::string& folder)
-{
-    return path == folder || path.starts_with(folder + "/");
-}
 
 TEST_F(RemovalSafetyTest, EveryActionLeavesEveryCanaryAndRemovesOnlyWhatItWasGiven)
 {
@@ -169,72 +150,47 @@ TEST_F(RemovalSafetyTest, EveryActionLeavesEveryCanaryAndRemovesOnlyWhatItWasGiv
     const auto emptied = cleaner.perform(CleanupAction::DeleteContents{
         {h + "/Library/Application Support/app", caches + "/contents-link", caches + "/evil/sub",
          h + "/Library/Containers/com.example"}});
-    EXPECT_THAT(emptied.failures, Contains(Failure{caches + "/contents-link", "is a symbolic link"}));
-    EXPECT_THAT(emptied.failures, Contains(Failure{caches + "/evil/sub/deep.txt", "protected folder Documents"}));
-    EXPECT_EQ(emptied.failures.size(), 2u);
+    EXPECT_THAT(emptied.failures,
+                UnorderedElementsAre(Failure{caches + "/contents-link", "is a symbolic link"},
+                                     Failure{caches + "/evil/sub/deep.txt", "protected folder Documents"}));
 
     const auto trashed = cleaner.perform(CleanupAction::Trash{
         {caches + "/trash-file.txt", caches + "/trash-link", caches + "/trash-dir", caches + "/keys/canary.txt"}});
     EXPECT_EQ(trashed, (CleanReport{3, {{caches + "/keys/canary.txt", "protected folder .ssh"}}}));
 
-    const auto ran = cleaner.perform(CleanupAction::Run{"/bin/true", {}, {h + "/Documents"}});
-    EXPECT_EQ(ran, (CleanReport{1, {}}));
+    EXPECT_EQ(cleaner.perform(CleanupAction::Run{"/bin/true", {}, {h + "/Documents"}}), (CleanReport{1, {}}));
 
     if (withGit) {
-        const auto removedWorktree = cleaner.perform(CleanupAction::RemoveWorktree{
-            h + "/Projects/repo", wt, {wt + "/node_modules", wt + "/cache-link", wt + "/../../Documents"}});
-        EXPECT_EQ(removedWorktree, (CleanReport{3, {}}));
+        EXPECT_EQ(cleaner.perform(CleanupAction::RemoveWorktree{
+                      h + "/Projects/repo", wt, {wt + "/node_modules", wt + "/cache-link", wt + "/../../Documents"}}),
+                  (CleanReport{3, {}}));
     }
 
     expectCanariesIntact();
 
-    // What survived is exactly what was there less what was meant to go.
-    const std::vector<std::string> gone = {
-        "home/Library/Caches/app", "home/Library/Caches/link-item", "home/Library/Logs/file-link",
-        "home/Library/Caches/sneaky", "home/Library/Caches/trash-file.txt", "home/Library/Caches/trash-link",
-        "home/Library/Caches/trash-dir", "home/Projects/wt"};
-    const std::vector<std::string> emptiedFolders = {"home/Library/Application Support/app",
-                                                     "home/Library/Containers/com.example"};
-    std::set<std::string> expected;
-    for (const std::string& path : before) {
-        const bool removed = std::ranges::any_of(gone, [&](const auto& g) { return isAtOrBelow(path, g); })
-            || std::ranges::any_of(emptiedFolders, [&](const auto& f) { return path.starts_with(f + "/"); });
-        if (!removed)
+    // What survived is exactly what was there less what was meant to go (emptied folders stay themselves).
+    const std::string gone[] = {"Library/Caches/app", "Library/Caches/link-item", "Library/Logs/file-link",
+                                "Library/Caches/sneaky", "Library/Caches/trash-file.txt", "Library/Caches/trash-link",
+                                "Library/Caches/trash-dir", "Projects/wt", "Library/Application Support/app/",
+                                "Library/Containers/com.example/"};
+    std::set<std::string> expected, survivors, added;
+    for (const std::string& path : before)
+        if (std::ranges::none_of(gone, [&](const std::string& g) {
+                return path == "home/" + g || path.starts_with("home/" + (g.ends_with('/') ? g : g + "/"));
+            }))
             expected.insert(path);
-    }
-    const std::set<std::string> after = snapshot();
-    std::set<std::string> survivors;
-    std::set<std::string> added;
-    for (const std::string& path : after)
+    for (const std::string& path : snapshot())
         (before.contains(path) ? survivors : added).insert(path);
     EXPECT_EQ(survivors, expected);
 
     // All that is new is in the Trash.
-    const std::string trash = ".local/share/Trash";
+    const std::string trash = "home/.local/share/Trash/";
     for (const std::string& path : added)
-        EXPECT_TRUE(path.starts_with("home/" + trash + "/files") || path.starts_with("home/" + trash + "/info"))
-            << path;
-    for (const char* name : {"trash-file.txt", "trash-link", "trash-dir"}) {
-        EXPECT_TRUE(added.contains("home/" + trash + "/files/" + name)) << name;
-        EXPECT_TRUE(added.contains("home/" + trash + "/info/" + name + ".trashinfo")) << name;
-    }
-    EXPECT_TRUE(fs::is_symlink(home() + "/" + trash + "/files/trash-link"));
-}
-
-TEST_F(RemovalSafetyTest, AFolderSwappedForALinkAfterTheGuardIsNotFollowed)
-{
-    root.makeFile("home/Library/Caches/swap/file", 10);
-    const std::string path = home() + "/Library/Caches/swap";
-    ASSERT_TRUE(isAllowed(guardian.checkDelete(path)));
-    const std::string target = PathGuard::normalize(path);
-
-    fs::remove_all(path);
-    root.makeSymlink(home() + "/Documents", "home/Library/Caches/swap");
-    EXPECT_EQ(TreeRemoval::remove(target), TreeRemoval::Outcome{});
-
-    EXPECT_FALSE(exists(path));
-    expectCanariesIntact();
-    EXPECT_TRUE(fs::is_directory(home() + "/Documents/sub"));
+        EXPECT_TRUE(path.starts_with(trash + "files") || path.starts_with(trash + "info")) << path;
+    for (const std::string name : {"trash-file.txt", "trash-link", "trash-dir"})
+        EXPECT_TRUE(added.contains(trash + "files/" + name) && added.contains(trash + "info/" + name + ".trashinfo"))
+            << name;
+    EXPECT_TRUE(fs::is_symlink(root / trash + "files/trash-link"));
 }
 
 TEST_F(RemovalSafetyTest, AFolderSwappedForALinkDuringTheRemovalIsNotFollowed)
@@ -262,28 +218,37 @@ TEST_F(RemovalSafetyTest, AFolderSwappedForALinkDuringTheRemovalIsNotFollowed)
     expectCanariesIntact();
 }
 
-TEST_F(RemovalSafetyTest, AParentSwappedForALinkStopsTheRemoval)
+TEST_F(RemovalSafetyTest, APathSwappedForALinkAfterTheGuardIsNotFollowed)
 {
+    const std::string caches = home() + "/Library/Caches";
+    root.makeFile("home/Library/Caches/swap/file", 10);
     root.makeFile("home/Library/Caches/p/deep.txt", 1);
     root.makeFile("home/Library/Caches/q/notes.txt", 1);
-    const std::string inP = home() + "/Library/Caches/p/deep.txt";
-    const std::string inQ = home() + "/Library/Caches/q/notes.txt";
-    ASSERT_TRUE(isAllowed(guardian.checkDelete(inP)));
-    ASSERT_TRUE(isAllowed(guardian.checkTrash(inQ)));
-    const std::string targetP = PathGuard::normalize(inP);
-    const std::string targetQ = PathGuard::normalize(inQ);
+    ASSERT_TRUE(isAllowed(guardian.checkDelete(caches + "/swap")));
+    ASSERT_TRUE(isAllowed(guardian.checkDelete(caches + "/p/deep.txt")));
+    ASSERT_TRUE(isAllowed(guardian.checkTrash(caches + "/q/notes.txt")));
+    const std::string swap = PathGuard::normalize(caches + "/swap");
+    const std::string inP = PathGuard::normalize(caches + "/p/deep.txt");
+    const std::string inQ = PathGuard::normalize(caches + "/q/notes.txt");
+    for (const auto& [folder, target] : {std::pair<std::string, std::string>{"swap", home() + "/Documents"},
+                                         {"p", home() + "/Documents/sub"}, {"q", home()}}) {
+        fs::remove_all(caches + "/" + folder);
+        root.makeSymlink(target, "home/Library/Caches/" + folder);
+    }
 
-    fs::remove_all(home() + "/Library/Caches/p");
-    fs::remove_all(home() + "/Library/Caches/q");
-    root.makeSymlink(home() + "/Documents/sub", "home/Library/Caches/p");
-    root.makeSymlink(home(), "home/Library/Caches/q");
-
-    const std::string why = "a folder on the way is a symbolic link: ";
-    EXPECT_EQ(TreeRemoval::remove(targetP),
-              (TreeRemoval::Outcome{TreeRemoval::Outcome::Status::failed, why + home() + "/Library/Caches/p"}));
-    EXPECT_EQ(Platform::Trash::moveToTrash(targetQ, Platform::trashFolder(home()), std::chrono::system_clock::now()),
-              (TreeRemoval::Outcome{TreeRemoval::Outcome::Status::failed, why + home() + "/Library/Caches/q"}));
-    EXPECT_EQ(TreeRemoval::listFolder(home() + "/Library/Caches/p/x").failure, why + home() + "/Library/Caches/p");
+    // The item itself became a link: the link goes, not what it leads to.
+    EXPECT_EQ(TreeRemoval::remove(swap), TreeRemoval::Outcome{});
+    EXPECT_FALSE(exists(caches + "/swap"));
+    EXPECT_TRUE(fs::is_directory(home() + "/Documents/sub"));
+    // A parent became a link: nothing is removed or moved.
+    const auto stopped = [&](const std::string& folder) {
+        return TreeRemoval::Outcome{TreeRemoval::Outcome::Status::failed,
+                                    "a folder on the way is a symbolic link: " + caches + "/" + folder};
+    };
+    EXPECT_EQ(TreeRemoval::remove(inP), stopped("p"));
+    EXPECT_EQ(Platform::Trash::moveToTrash(inQ, Platform::trashFolder(home()), std::chrono::system_clock::now()),
+              stopped("q"));
+    EXPECT_EQ(TreeRemoval::listFolder(caches + "/p/x").failure, stopped("p").reason);
     expectCanariesIntact();
     EXPECT_FALSE(exists(home() + "/.local/share/Trash/info/notes.txt.trashinfo"));
 }

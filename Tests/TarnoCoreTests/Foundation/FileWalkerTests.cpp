@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <tuple>
 
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -23,7 +25,7 @@ struct Seen {
     bool operator==(const Seen&) const = default;
 };
 
-std::vector<Seen> walkAll(const std::string& root, WalkDecision (*decide)(const WalkEntry&) = nullptr)
+std::vector<Seen> walkAll(const std::string& root, const std::function<WalkDecision(const WalkEntry&)>& decide = {})
 {
     std::vector<Seen> seen;
     FileWalker::walk(root, [&](const WalkEntry& entry) {
@@ -56,33 +58,23 @@ TEST(FileWalkerTests, VisitsInPreOrderWithKindsDepthsAndFigures)
     const std::string root = temp / "tree";
     std::map<std::string, std::string> names;
     bool rootNamedLast = false;
-    std::int64_t allocated = -1;
-    std::uint64_t inode = 0;
-    std::int64_t links = 0;
-    std::chrono::system_clock::time_point modified;
-    std::vector<Seen> seen;
-    FileWalker::walk(root, [&](const WalkEntry& entry) {
-        seen.push_back({entry.path(), entry.kind, entry.depth()});
+    std::tuple<std::int64_t, std::uint64_t, std::int64_t, std::chrono::system_clock::time_point> figures;
+    const std::vector<Seen> seen = walkAll(root, [&](const WalkEntry& entry) {
         names[entry.path()] = entry.name();
         rootNamedLast = rootNamedLast || (entry.depth() == 0 && entry.isNamed("tree"));
-        if (entry.isNamed("data.bin")) {
-            allocated = entry.allocatedBytes();
-            inode = entry.inode();
-            links = entry.linkCount();
-            modified = entry.modified();
-        }
+        if (entry.isNamed("data.bin"))
+            figures = {entry.allocatedBytes(), entry.inode(), entry.linkCount(), entry.modified()};
         return WalkDecision::proceed;
     });
 
     ASSERT_EQ(seen.size(), 6u);
     EXPECT_EQ(seen.front(), (Seen{root, Kind::directory, 0}));
-    const auto kinds = kindsByPath(seen);
-    EXPECT_EQ(kinds, (std::map<std::string, Kind>{{root, Kind::directory},
-                                                  {root + "/sub", Kind::directory},
-                                                  {root + "/sub/data.bin", Kind::file},
-                                                  {root + "/twin.bin", Kind::file},
-                                                  {root + "/link", Kind::symlink},
-                                                  {root + "/pipe", Kind::other}}));
+    EXPECT_EQ(kindsByPath(seen), (std::map<std::string, Kind>{{root, Kind::directory},
+                                                              {root + "/sub", Kind::directory},
+                                                              {root + "/sub/data.bin", Kind::file},
+                                                              {root + "/twin.bin", Kind::file},
+                                                              {root + "/link", Kind::symlink},
+                                                              {root + "/pipe", Kind::other}}));
     // Pre-order: a folder before what it holds, the file one level deeper.
     const auto position = [&](const std::string& path) {
         return std::find_if(seen.begin(), seen.end(), [&](const Seen& entry) { return entry.path == path; });
@@ -90,14 +82,11 @@ TEST(FileWalkerTests, VisitsInPreOrderWithKindsDepthsAndFigures)
     EXPECT_LT(position(root + "/sub"), position(root + "/sub/data.bin"));
     EXPECT_EQ(position(root + "/sub/data.bin")->depth, 2);
 
-    // The root is named by its whole path, as given.
-    EXPECT_EQ(names[root], root);
+    EXPECT_EQ(names[root], root); // the root is named by its whole path, as given
     EXPECT_FALSE(rootNamedLast);
     EXPECT_EQ(names[root + "/sub/data.bin"], "data.bin");
-    EXPECT_EQ(allocated, static_cast<std::int64_t>(status.st_blocks) * 512);
-    EXPECT_EQ(inode, status.st_ino);
-    EXPECT_EQ(links, 2);
-    EXPECT_EQ(modified, std::chrono::system_clock::time_point(std::chrono::seconds(1'650'000'123)));
+    const std::chrono::system_clock::time_point stamp(std::chrono::seconds(1'650'000'123));
+    EXPECT_EQ(figures, std::tuple(std::int64_t{status.st_blocks * 512}, std::uint64_t{status.st_ino}, 2, stamp));
 }
 
 TEST(FileWalkerTests, DecisionsPruneAFolderOrEndTheWalk)
@@ -148,6 +137,11 @@ TEST(FileWalkerTests, LinksAreVisitedButNeverFollowed)
     EXPECT_TRUE(walkAll("").empty());
 }
 
+std::string line(Kind kind, const std::string& path)
+{
+    return std::to_string(static_cast<int>(kind)) + " " + path + "\n";
+}
+
 TEST(FileWalkerTests, AnUnreadableFolderIsVisitedAsSuchAndTheWalkGoesOn)
 {
     test::TemporaryFolder temp;
@@ -155,21 +149,17 @@ TEST(FileWalkerTests, AnUnreadableFolderIsVisitedAsSuchAndTheWalkGoesOn)
     temp.makeFile("tree/open/file", 1);
     test::openToEveryone(temp.path());
     ASSERT_EQ(::chmod((temp / "tree/locked").c_str(), 0000), 0);
+    const std::string root = temp / "tree";
 
     const test::UnprivilegedRun run = test::runAsNobody([&] {
         std::string report;
-        for (const auto& [path, kind] : kindsByPath(walkAll(temp / "tree")))
-            report += std::to_string(static_cast<int>(kind)) + " " + path + "\n";
+        for (const auto& [path, kind] : kindsByPath(walkAll(root)))
+            report += line(kind, path);
         return report;
     });
     if (!run.ran)
         GTEST_SKIP() << run.reason;
-
     // fts reports the locked folder once more as unreadable after its pre-order visit.
-    const std::string root = temp / "tree";
-    const auto line = [](Kind kind, const std::string& path) {
-        return std::to_string(static_cast<int>(kind)) + " " + path + "\n";
-    };
     EXPECT_EQ(run.output, line(Kind::directory, root) + line(Kind::unreadableDirectory, root + "/locked")
                               + line(Kind::directory, root + "/open") + line(Kind::file, root + "/open/file"));
 }
@@ -182,18 +172,10 @@ TEST(FileWalkerTests, AMountPointIsVisitedButNotEntered)
         || dev.st_dev == pts.st_dev)
         GTEST_SKIP() << "/dev/pts is not a mount point below /dev here";
 
-    bool visitedPts = false;
-    std::vector<std::string> below;
-    FileWalker::walk("/dev", [&](const WalkEntry& entry) {
-        const std::string path = entry.path();
-        if (path == "/dev/pts")
-            visitedPts = entry.kind == Kind::directory;
-        else if (path.rfind("/dev/pts/", 0) == 0)
-            below.push_back(path);
-        return WalkDecision::proceed;
-    });
-    EXPECT_TRUE(visitedPts);
-    EXPECT_TRUE(below.empty()) << below.front();
+    const auto kinds = kindsByPath(walkAll("/dev"));
+    EXPECT_EQ(kinds.at("/dev/pts"), Kind::directory);
+    for (const auto& [path, kind] : kinds)
+        EXPECT_NE(path.rfind("/dev/pts/", 0), 0u) << path;
 }
 
 } // namespace

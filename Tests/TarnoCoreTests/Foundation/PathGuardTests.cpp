@@ -25,10 +25,14 @@ std::string describe(const PathGuard::Verdict& verdict)
     return "allowed";
 }
 
-constexpr const char* allowed = "allowed";
+std::string deleting(const PathGuard& guard, std::string_view path) { return describe(guard.checkDelete(path)); }
+std::string trashing(const PathGuard& guard, std::string_view path) { return describe(guard.checkTrash(path)); }
 
-// A made-up home in a fresh folder, with the Trash inside it and an
-// Applications folder beside it.
+constexpr const char* allowed = "allowed";
+constexpr const char* outside = "refused: outside the home folder";
+constexpr const char* topLevel = "refused: top-level folder in the home folder";
+
+// A made-up home in a fresh folder, with the Trash inside it and an Applications folder beside it.
 class PathGuardTest : public ::testing::Test {
 protected:
     PathGuardTest()
@@ -56,58 +60,51 @@ TEST_F(PathGuardTest, JudgesPathsByTheTables)
     struct Case {
         std::string relative; // to the home folder
         std::string forDelete;
-        std::string forTrash;
+        std::string forTrash = {}; // empty: as for delete
     };
     const Case cases[] = {
-        {"", "refused: outside the home folder", "refused: outside the home folder"},
-        {".ssh/config", "refused: protected folder .ssh", "refused: protected folder .ssh"},
-        {".ssh", "refused: top-level folder in the home folder", "refused: top-level folder in the home folder"},
-        {".sshx/key", allowed, allowed},
-        {".gnupg/private-keys-v1.d", "refused: protected folder .gnupg", "refused: protected folder .gnupg"},
-        {"Library/Keychains", "refused: protected folder Library/Keychains",
-         "refused: protected folder Library/Keychains"},
-        {"Library/Keychains/login.keychain-db", "refused: protected folder Library/Keychains",
-         "refused: protected folder Library/Keychains"},
+        {"", outside},
+        {".ssh/config", "refused: protected folder .ssh"},
+        {".ssh", topLevel},
+        {".sshx/key", allowed},
+        {".gnupg/private-keys-v1.d", "refused: protected folder .gnupg"},
+        {"Library/Keychains", "refused: protected folder Library/Keychains"},
+        {"Library/Keychains/login.keychain-db", "refused: protected folder Library/Keychains"},
         {"Documents/a.txt", "refused: protected folder Documents", allowed},
-        {"Documents", "refused: top-level folder in the home folder", "refused: top-level folder in the home folder"},
+        {"Documents", topLevel},
         // Not there, so checkTrash judges it by its text alone.
-        {"Movies", "refused: top-level folder in the home folder", "refused: would remove Movies itself"},
-        {"documents/a.txt", allowed, allowed},
-        {"Library", "refused: top-level folder in the home folder", "refused: top-level folder in the home folder"},
+        {"Movies", topLevel, "refused: would remove Movies itself"},
+        {"documents/a.txt", allowed},
+        {"Library", topLevel},
         {"Library/Mobile Documents", "refused: protected folder Library/Mobile Documents",
          "refused: would remove Library/Mobile Documents itself"},
         {"Library/Mobile Documents/com~apple~CloudDocs/a", "refused: protected folder Library/Mobile Documents",
          allowed},
         {"Library/Preferences/com.example.plist", "refused: protected folder Library/Preferences", allowed},
-        {"Library/Caches", "refused: would remove Library/Caches itself",
-         "refused: would remove Library/Caches itself"},
-        {"Library/Caches/com.example", allowed, allowed},
-        {"Library/Developer", "refused: would remove Library/Developer/Xcode itself",
-         "refused: would remove Library/Developer/Xcode itself"},
-        {"Library/Developer/CoreSimulator", "refused: would remove Library/Developer/CoreSimulator/Devices itself",
-         "refused: would remove Library/Developer/CoreSimulator/Devices itself"},
-        {"Library/Developer/Xcode/DerivedData", allowed, allowed},
-        {"Library/Other", allowed, allowed},
-        {"notes.txt", "refused: top-level folder in the home folder", allowed},
-        {".cursor", allowed, "refused: top-level folder in the home folder"},
-        {".vscode", allowed, allowed},
-        {".Trash", "refused: top-level folder in the home folder", "refused: would remove .Trash itself"},
-        {".Trash/old.txt", allowed, allowed},
-        {".gradle/wrapper", "refused: would remove .gradle/wrapper itself",
-         "refused: would remove .gradle/wrapper itself"},
-        {".gradle/wrapper/dists", allowed, allowed},
+        {"Library/Caches", "refused: would remove Library/Caches itself"},
+        {"Library/Caches/com.example", allowed},
+        {"Library/Developer", "refused: would remove Library/Developer/Xcode itself"},
+        {"Library/Developer/CoreSimulator", "refused: would remove Library/Developer/CoreSimulator/Devices itself"},
+        {"Library/Developer/Xcode/DerivedData", allowed},
+        {"Library/Other", allowed},
+        {"notes.txt", topLevel, allowed},
+        {".cursor", allowed, topLevel},
+        {".vscode", allowed},
+        {".Trash", topLevel, "refused: would remove .Trash itself"},
+        {".Trash/old.txt", allowed},
+        {".gradle/wrapper", "refused: would remove .gradle/wrapper itself"},
+        {".gradle/wrapper/dists", allowed},
         // This platform's Trash is kept too.
-        {".local/share/Trash", "refused: would remove .local/share/Trash itself",
-         "refused: would remove .local/share/Trash itself"},
-        {".local/share", "refused: would remove .local/share/Trash itself",
-         "refused: would remove .local/share/Trash itself"},
-        {".local/share/Trash/files/old.txt", allowed, allowed},
+        {".local/share/Trash", "refused: would remove .local/share/Trash itself"},
+        {".local/share", "refused: would remove .local/share/Trash itself"},
+        {".local/share/Trash/files/old.txt", allowed},
     };
     const PathGuard guardian = guard();
     for (const Case& c : cases) {
         const std::string path = c.relative.empty() ? home() : home() + "/" + c.relative;
-        EXPECT_EQ(describe(guardian.checkDelete(path)), c.forDelete) << "checkDelete " << c.relative;
-        EXPECT_EQ(describe(guardian.checkTrash(path)), c.forTrash) << "checkTrash " << c.relative;
+        EXPECT_EQ(deleting(guardian, path), c.forDelete) << "checkDelete " << c.relative;
+        EXPECT_EQ(trashing(guardian, path), c.forTrash.empty() ? c.forDelete : c.forTrash)
+            << "checkTrash " << c.relative;
     }
 }
 
@@ -116,42 +113,26 @@ TEST_F(PathGuardTest, RefusesWhatLiesOutsideTheHome)
     const PathGuard guardian = guard();
     for (const std::string& path : {std::string("/etc/passwd"), root / "homework/Library/Caches/x",
                                     home() + "/../elsewhere/x", std::string("/"), std::string()}) {
-        EXPECT_EQ(describe(guardian.checkDelete(path)), "refused: outside the home folder") << path;
-        EXPECT_EQ(describe(guardian.checkTrash(path)), "refused: outside the home folder") << path;
+        EXPECT_EQ(deleting(guardian, path), outside) << path;
+        EXPECT_EQ(trashing(guardian, path), outside) << path;
     }
     // No file name holds a NUL; the system would stop reading the path there.
-    const std::string cut = home() + "/Library/Caches/x" + std::string(1, '\0') + "/../../..";
-    EXPECT_EQ(describe(guardian.checkDelete(cut)), "refused: outside the home folder");
-
+    EXPECT_EQ(deleting(guardian, home() + "/Library/Caches/x" + std::string(1, '\0') + "/../../.."), outside);
     // A guard without a home folder has nothing to allow.
-    const PathGuard homeless("", root / "Applications", "");
-    EXPECT_EQ(describe(homeless.checkDelete(home() + "/Library/Caches/x")), "refused: outside the home folder");
-    const PathGuard rootHome("/", root / "Applications", "");
-    EXPECT_EQ(describe(rootHome.checkDelete(home() + "/Library/Caches/x")), "refused: outside the home folder");
-}
-
-TEST_F(PathGuardTest, JudgesAHomeReachedThroughALinkAtItsRealPlace)
-{
-    const std::string linkedHome = root.makeSymlink("home", "linked-home");
-    const PathGuard guardian(linkedHome, root / "Applications", root / "bin/tarno");
-    EXPECT_EQ(describe(guardian.checkDelete(linkedHome + "/Library/Caches/com.example")), allowed);
-    EXPECT_EQ(describe(guardian.checkDelete(home() + "/Library/Caches/com.example")), allowed);
-    EXPECT_EQ(describe(guardian.checkDelete(linkedHome + "/.ssh/config")), "refused: protected folder .ssh");
-    EXPECT_EQ(describe(guardian.checkDelete(linkedHome)), "refused: outside the home folder");
+    for (const char* noHome : {"", "/"})
+        EXPECT_EQ(deleting(PathGuard(noHome, root / "Applications", ""), home() + "/Library/Caches/x"), outside);
 }
 
 TEST_F(PathGuardTest, StandardisesPathsBeforeJudging)
 {
     const PathGuard guardian = guard();
-    const std::string h = home();
-    EXPECT_EQ(describe(guardian.checkDelete(h + "//Library///Caches/./x/../y")), allowed);
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/../../.ssh/id_ed25519")),
-              "refused: protected folder .ssh");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/")), "refused: would remove Library/Caches itself");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches//")), "refused: would remove Library/Caches itself");
-    EXPECT_EQ(describe(guardian.checkTrash(h + "/Documents/")), "refused: top-level folder in the home folder");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/com.example/..")),
-              "refused: would remove Library/Caches itself");
+    const std::string h = home(), cachesItself = "refused: would remove Library/Caches itself";
+    EXPECT_EQ(deleting(guardian, h + "//Library///Caches/./x/../y"), allowed);
+    EXPECT_EQ(deleting(guardian, h + "/Library/Caches/../../.ssh/id_ed25519"), "refused: protected folder .ssh");
+    EXPECT_EQ(deleting(guardian, h + "/Library/Caches/"), cachesItself);
+    EXPECT_EQ(deleting(guardian, h + "/Library/Caches//"), cachesItself);
+    EXPECT_EQ(deleting(guardian, h + "/Library/Caches/com.example/.."), cachesItself);
+    EXPECT_EQ(trashing(guardian, h + "/Documents/"), topLevel);
 
     // The home is normalised on the way in.
     EXPECT_EQ(PathGuard(h + "/", root / "Applications//").home(), h);
@@ -171,10 +152,8 @@ TEST_F(PathGuardTest, NormalizeResolvesLinksInParentsOnly)
     // Resolved as far as the parent exists, the rest as written.
     EXPECT_EQ(PathGuard::normalize(r + "/link/missing/deeper/file"), r + "/real/missing/deeper/file");
     EXPECT_EQ(PathGuard::normalize(r + "/a//b/./c/../d/"), r + "/a/b/d");
-    EXPECT_EQ(PathGuard::normalize("/.."), "/");
-    EXPECT_EQ(PathGuard::normalize("/"), "/");
-    EXPECT_EQ(PathGuard::normalize("//x"), "/x");
-    EXPECT_EQ(PathGuard::normalize(""), "");
+    for (const auto& [path, normal] : {std::pair{"/..", "/"}, {"/", "/"}, {"//x", "/x"}, {"", ""}})
+        EXPECT_EQ(PathGuard::normalize(path), normal) << path;
 
     // A relative path is taken from the current folder.
     const std::string before = std::filesystem::current_path().string();
@@ -186,32 +165,36 @@ TEST_F(PathGuardTest, NormalizeResolvesLinksInParentsOnly)
     EXPECT_EQ(upward, r + "/x");
 }
 
-TEST_F(PathGuardTest, JudgesPathsThroughLinksWhereTheyLead)
+TEST_F(PathGuardTest, JudgesPathsAndHomesThroughLinksWhereTheyLead)
 {
-    const std::string h = home();
+    const std::string h = home(), caches = h + "/Library/Caches";
     root.makeSymlink(h + "/Documents", "home/Library/Caches/evil");
     root.makeSymlink("../../.ssh", "home/Library/Caches/keys");
     root.makeSymlink(h + "/Library", "home/Library/Caches/library");
-    root.makeFolder("outside");
-    root.makeSymlink(root / "outside", "home/Library/Caches/out");
+    root.makeSymlink(root.makeFolder("outside"), "home/Library/Caches/out");
     root.makeSymlink(h, "alias");
+    root.makeSymlink(h + "/Documents", "home/docs");
     const PathGuard guardian = guard();
 
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/evil/x")), "refused: protected folder Documents");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/evil/missing/x")),
-              "refused: protected folder Documents");
-    EXPECT_EQ(describe(guardian.checkTrash(h + "/Library/Caches/keys/id_rsa")), "refused: protected folder .ssh");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/library/Caches")),
-              "refused: would remove Library/Caches itself");
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/out/x")), "refused: outside the home folder");
+    EXPECT_EQ(deleting(guardian, caches + "/evil/x"), "refused: protected folder Documents");
+    EXPECT_EQ(deleting(guardian, caches + "/evil/missing/x"), "refused: protected folder Documents");
+    EXPECT_EQ(trashing(guardian, caches + "/keys/id_rsa"), "refused: protected folder .ssh");
+    EXPECT_EQ(deleting(guardian, caches + "/library/Caches"), "refused: would remove Library/Caches itself");
+    EXPECT_EQ(deleting(guardian, caches + "/out/x"), outside);
     // The link itself is judged where it is: removing it leaves its target.
-    EXPECT_EQ(describe(guardian.checkDelete(h + "/Library/Caches/evil")), allowed);
+    EXPECT_EQ(deleting(guardian, caches + "/evil"), allowed);
     // The home reached by another name is the home.
-    EXPECT_EQ(describe(guardian.checkDelete(root / "alias/Library/Caches/x")), allowed);
-    EXPECT_EQ(describe(guardian.checkDelete(root / "alias/.ssh/config")), "refused: protected folder .ssh");
+    EXPECT_EQ(deleting(guardian, root / "alias/Library/Caches/x"), allowed);
+    EXPECT_EQ(deleting(guardian, root / "alias/.ssh/config"), "refused: protected folder .ssh");
     // A top-level link to a folder is a top-level folder for the Trash.
-    root.makeSymlink(h + "/Documents", "home/docs");
-    EXPECT_EQ(describe(guardian.checkTrash(h + "/docs")), "refused: top-level folder in the home folder");
+    EXPECT_EQ(trashing(guardian, h + "/docs"), topLevel);
+
+    // A home given through a link is judged at its real place.
+    const PathGuard linked(root / "alias", root / "Applications", root / "bin/tarno");
+    EXPECT_EQ(deleting(linked, root / "alias/Library/Caches/com.example"), allowed);
+    EXPECT_EQ(deleting(linked, caches + "/com.example"), allowed);
+    EXPECT_EQ(deleting(linked, root / "alias/.ssh/config"), "refused: protected folder .ssh");
+    EXPECT_EQ(deleting(linked, root / "alias"), outside);
 }
 
 TEST_F(PathGuardTest, KeepsThisPlatformsTrashWhereverItIs)
@@ -227,12 +210,12 @@ TEST_F(PathGuardTest, KeepsThisPlatformsTrashWhereverItIs)
         ScopedEnvironment elsewhere("XDG_DATA_HOME", home() + "/data");
         const PathGuard guardian(home(), root / "Applications", "");
         EXPECT_EQ(guardian.keptFolderEntries().back(), "data/Trash");
-        EXPECT_EQ(describe(guardian.checkDelete(home() + "/data/Trash")), "refused: would remove data/Trash itself");
-        EXPECT_EQ(describe(guardian.checkDelete(home() + "/data/Trash/files/x")), allowed);
+        EXPECT_EQ(deleting(guardian, home() + "/data/Trash"), "refused: would remove data/Trash itself");
+        EXPECT_EQ(deleting(guardian, home() + "/data/Trash/files/x"), allowed);
     }
     {
         // A Trash outside the home adds nothing: nothing there passes anyway.
-        ScopedEnvironment outside("XDG_DATA_HOME", root / "shared");
+        ScopedEnvironment shared("XDG_DATA_HOME", root / "shared");
         const PathGuard guardian(home(), root / "Applications", "");
         EXPECT_EQ(guardian.keptFolderEntries().size(), fixed.size());
     }
@@ -241,43 +224,29 @@ TEST_F(PathGuardTest, KeepsThisPlatformsTrashWhereverItIs)
 TEST_F(PathGuardTest, AllowsOnlyWholeAppBundlesInApplicationsFolders)
 {
     const std::string apps = root / "Applications";
-    root.makeFile("Applications/Good.app/Contents/Info.plist");
-    root.makeFile("Applications/Utilities/Tool.app/Contents/Info.plist");
-    root.makeFile("Applications/Good.app/Contents/Helper.app/Contents/Info.plist");
-    root.makeFile("Applications/Outer.app/Inner.app/Contents/Info.plist");
-    root.makeFile("Applications/a/b/Deep.app/Contents/Info.plist");
+    for (const char* bundle : {"Applications/Good.app", "Applications/Utilities/Tool.app", "Applications/Tarno.app",
+                               "Applications/Good.app/Contents/Helper.app", "Applications/Outer.app/Inner.app",
+                               "Applications/a/b/Deep.app", "home/Applications/Mine.app", "home/Apps/Mine.app"})
+        root.makeFile(std::string(bundle) + "/Contents/Info.plist");
     root.makeFile("Applications/Plain.app");
     root.makeFolder("Applications/Bare.app/Contents");
     root.makeSymlink(apps + "/Good.app", "Applications/Link.app");
-    root.makeFile("home/Applications/Mine.app/Contents/Info.plist");
-    root.makeFile("home/Apps/Mine.app/Contents/Info.plist");
-    root.makeFile("Applications/Tarno.app/Contents/Info.plist");
     const PathGuard guardian = guard();
 
-    struct Case {
-        std::string path;
-        std::string verdict;
+    const std::pair<std::string, std::vector<std::string>> verdicts[] = {
+        {allowed,
+         {apps + "/Good.app", apps + "/Good.app/", apps + "/Utilities/Tool.app", home() + "/Applications/Mine.app",
+          apps + "/Tarno.app"}},
+        {"refused: inside another folder or app",
+         {apps + "/Good.app/Contents/Helper.app", apps + "/Outer.app/Inner.app", apps + "/a/b/Deep.app"}},
+        {"refused: not a folder, or a symbolic link", {apps + "/Link.app", apps + "/Plain.app", apps + "/Missing.app"}},
+        {"refused: not an app bundle", {apps + "/Bare.app"}},
+        {"refused: not in an Applications folder", {home() + "/Apps/Mine.app", root / "Applicationsx/Good.app"}},
+        {"refused: not an app", {apps + "/Good.app/Contents/Info.plist", apps}},
     };
-    const Case cases[] = {
-        {apps + "/Good.app", allowed},
-        {apps + "/Good.app/", allowed},
-        {apps + "/Utilities/Tool.app", allowed},
-        {home() + "/Applications/Mine.app", allowed},
-        {apps + "/Good.app/Contents/Helper.app", "refused: inside another folder or app"},
-        {apps + "/Outer.app/Inner.app", "refused: inside another folder or app"},
-        {apps + "/a/b/Deep.app", "refused: inside another folder or app"},
-        {apps + "/Link.app", "refused: not a folder, or a symbolic link"},
-        {apps + "/Plain.app", "refused: not a folder, or a symbolic link"},
-        {apps + "/Missing.app", "refused: not a folder, or a symbolic link"},
-        {apps + "/Bare.app", "refused: not an app bundle"},
-        {home() + "/Apps/Mine.app", "refused: not in an Applications folder"},
-        {root / "Applicationsx/Good.app", "refused: not in an Applications folder"},
-        {apps + "/Good.app/Contents/Info.plist", "refused: not an app"},
-        {apps, "refused: not an app"},
-        {apps + "/Tarno.app", allowed},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(describe(guardian.checkTrashApp(c.path)), c.verdict) << c.path;
+    for (const auto& [verdict, paths] : verdicts)
+        for (const std::string& path : paths)
+            EXPECT_EQ(describe(guardian.checkTrashApp(path)), verdict) << path;
 
     // The running program, as the bundle or inside it.
     const PathGuard inside(home(), apps, apps + "/Tarno.app/Contents/MacOS/Tarno");

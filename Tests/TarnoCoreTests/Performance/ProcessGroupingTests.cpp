@@ -5,6 +5,8 @@
 namespace tarno {
 namespace {
 
+using Pids = std::vector<std::int32_t>;
+
 ProcessSnapshot process(std::int32_t pid, std::string path, std::int64_t memory = 0, std::string responsible = {},
                         double cpu = 0)
 {
@@ -19,13 +21,13 @@ ProcessSnapshot process(std::int32_t pid, std::string path, std::int64_t memory 
     return snapshot;
 }
 
-const ProcessGroup* groupWithID(const std::vector<ProcessGroup>& groups, std::string_view id)
+ProcessGroup groupWithID(const std::vector<ProcessGroup>& groups, std::string_view id)
 {
-    for (const ProcessGroup& group : groups) {
+    for (const ProcessGroup& group : groups)
         if (group.id == id)
-            return &group;
-    }
-    return nullptr;
+            return group;
+    ADD_FAILURE() << "no group " << id;
+    return {};
 }
 
 TEST(ProcessSamplerSystemPaths, KnowsTheSystemFoldersOfBothPlatforms)
@@ -48,95 +50,66 @@ TEST(ProcessSamplerGrouping, BundlesGatherTheirHelpersAndTheMainProcess)
         process(40, "/Applications/X.app/Contents/MacOS/X", 50),
         process(50, "/Users/a/Tools/Y.app.bundle/Contents/MacOS/Y", 10),
     });
-    ASSERT_EQ(groups.size(), 2u);
-    const ProcessGroup& x = groups[0];
-    EXPECT_EQ(x.id, "app:X");
-    EXPECT_EQ(x.name, "X");
-    EXPECT_EQ(x.bundlePath, "/Applications/X.app");
-    EXPECT_EQ(x.pids, (std::vector<std::int32_t>{30, 20, 40}));
-    EXPECT_EQ(x.mainPID, 20) << "the first process in Contents/MacOS, not the nested helper";
-    EXPECT_EQ(x.memoryBytes, 350);
-    EXPECT_FALSE(x.isSystemService);
+    // X's main process is the first in Contents/MacOS, not the nested helper.
+    EXPECT_EQ(groups, (std::vector<ProcessGroup>{
+                          {"app:X", "X", "/Applications/X.app", {30, 20, 40}, 20, 350, 0, false},
+                          {"app:Y", "Y", "/Users/a/Tools/Y.app.bundle", {50}, 50, 10, 0, false},
+                      }));
 
-    const ProcessGroup& y = groups[1];
-    EXPECT_EQ(y.id, "app:Y");
-    EXPECT_EQ(y.name, "Y");
-    EXPECT_EQ(y.bundlePath, "/Users/a/Tools/Y.app.bundle");
-    EXPECT_EQ(y.mainPID, 50);
-}
-
-TEST(ProcessSamplerGrouping, ResponsibilityFoldsOnlySystemHelpersIntoApplications)
-{
-    const std::vector<ProcessGroup> groups = ProcessSampler::groups({
-        process(5, "/System/Library/Frameworks/WebKit.framework/Versions/A/WebContent", 70,
-                "/Applications/X.app/Contents/MacOS/X", 1.5),
-        process(9, "/System/Library/Frameworks/WebKit.framework/Versions/A/WebContent", 30,
-                "/Applications/X.app/Contents/MacOS/X", 2.5),
-        process(7, "/opt/homebrew/bin/node", 40, "/Applications/X.app/Contents/MacOS/X"),
-    });
-    const ProcessGroup* x = groupWithID(groups, "app:X");
-    ASSERT_NE(x, nullptr);
-    EXPECT_EQ(x->pids, (std::vector<std::int32_t>{5, 9}));
-    EXPECT_EQ(x->mainPID, 5) << "without the application's own process, the lowest pid";
-    EXPECT_EQ(x->bundlePath, "/Applications/X.app");
-    EXPECT_DOUBLE_EQ(x->cpuPercent, 4.0);
-    EXPECT_FALSE(x->isSystemService) << "the owner path is the application's";
-
-    const ProcessGroup* node = groupWithID(groups, "node");
-    ASSERT_NE(node, nullptr) << "a non-system executable stands for itself whoever launched it";
-    EXPECT_EQ(node->pids, (std::vector<std::int32_t>{7}));
-    EXPECT_EQ(node->bundlePath, std::nullopt);
-
-    // A folded helper never becomes the main process, even before the application.
-    const std::vector<ProcessGroup> withMain = ProcessSampler::groups({
-        process(2, "/System/Library/WebContent", 1, "/Applications/X.app/Contents/MacOS/X"),
-        process(8, "/Applications/X.app/Contents/MacOS/X", 1),
-    });
-    ASSERT_EQ(withMain.size(), 1u);
-    EXPECT_EQ(withMain[0].mainPID, 8);
-}
-
-TEST(ProcessSamplerGrouping, SameNamedBundlesShareOneGroupAndAnOrdinaryBundleWins)
-{
-    const std::vector<ProcessGroup> groups = ProcessSampler::groups({
+    // Same-named bundles share one group; an ordinary bundle's path wins.
+    const std::vector<ProcessGroup> same = ProcessSampler::groups({
         process(3, "/Users/a/Build/X.app.bundle/Contents/MacOS/X"),
         process(4, "/Applications/X.app/Contents/MacOS/X"),
         process(6, "/Users/a/Downloads/X.app/Contents/MacOS/X"),
     });
-    ASSERT_EQ(groups.size(), 1u);
-    EXPECT_EQ(groups[0].id, "app:X");
-    EXPECT_EQ(groups[0].bundlePath, "/Applications/X.app");
-    EXPECT_EQ(groups[0].mainPID, 3) << "the first process in its own bundle's Contents/MacOS";
+    EXPECT_EQ(same, (std::vector<ProcessGroup>{{"app:X", "X", "/Applications/X.app", {3, 4, 6}, 3, 0, 0, false}}));
+}
+
+TEST(ProcessSamplerGrouping, ResponsibilityFoldsOnlySystemHelpersIntoApplications)
+{
+    const std::string webContent = "/System/Library/Frameworks/WebKit.framework/Versions/A/WebContent";
+    const std::string owner = "/Applications/X.app/Contents/MacOS/X";
+    const std::vector<ProcessGroup> groups = ProcessSampler::groups({
+        process(5, webContent, 70, owner, 1.5),
+        process(9, webContent, 30, owner, 2.5),
+        process(7, "/opt/homebrew/bin/node", 40, owner),
+    });
+    // Without the application's own process the lowest pid is the main one; the owner makes it no system service.
+    const ProcessGroup x = groupWithID(groups, "app:X");
+    EXPECT_EQ(x.pids, (Pids{5, 9}));
+    EXPECT_EQ(x.mainPID, 5);
+    EXPECT_EQ(x.bundlePath, "/Applications/X.app");
+    EXPECT_DOUBLE_EQ(x.cpuPercent, 4.0);
+    EXPECT_FALSE(x.isSystemService);
+    // A non-system executable stands for itself whoever launched it.
+    EXPECT_EQ(groupWithID(groups, "node").pids, Pids{7});
+    EXPECT_EQ(groupWithID(groups, "node").bundlePath, std::nullopt);
+
+    // A folded helper never becomes the main process, even before the application.
+    const std::vector<ProcessGroup> withMain =
+        ProcessSampler::groups({process(2, "/System/Library/WebContent", 1, owner), process(8, owner, 1)});
+    ASSERT_EQ(withMain.size(), 1u);
+    EXPECT_EQ(withMain[0].mainPID, 8);
 }
 
 TEST(ProcessSamplerGrouping, UnreadablePathsAndSystemMembers)
 {
     const std::vector<ProcessGroup> groups = ProcessSampler::groups({
-        process(12, "", 5),
-        process(11, "", 5),
-        process(20, "/usr/sbin/cron", 1),
-        process(21, "/usr/lib/systemd/systemd-logind", 1),
-        process(22, "/usr/bin/cron", 1),
+        process(12, "", 5), process(11, "", 5), process(20, "/usr/sbin/cron", 1),
+        process(21, "/usr/lib/systemd/systemd-logind", 1), process(22, "/usr/bin/cron", 1),
     });
-    const ProcessGroup* kernel12 = groupWithID(groups, "pid 12");
-    ASSERT_NE(kernel12, nullptr) << "keyed by the snapshot's name";
-    EXPECT_TRUE(kernel12->isSystemService);
-    EXPECT_EQ(kernel12->bundlePath, std::nullopt);
-
-    const ProcessGroup* cron = groupWithID(groups, "cron");
-    ASSERT_NE(cron, nullptr);
-    EXPECT_EQ(cron->pids, (std::vector<std::int32_t>{20, 22}));
-    EXPECT_FALSE(cron->isSystemService) << "one member outside the system folders makes the group the user's";
-    EXPECT_EQ(cron->mainPID, 20);
-    EXPECT_TRUE(groupWithID(groups, "systemd-logind")->isSystemService);
+    // An unreadable path is keyed by the snapshot's name.
+    EXPECT_TRUE(groupWithID(groups, "pid 12").isSystemService);
+    EXPECT_EQ(groupWithID(groups, "pid 12").bundlePath, std::nullopt);
+    // One member outside the system folders makes the group the user's.
+    EXPECT_EQ(groupWithID(groups, "cron"), (ProcessGroup{"cron", "cron", std::nullopt, {20, 22}, 20, 2, 0, false}));
+    EXPECT_TRUE(groupWithID(groups, "systemd-logind").isSystemService);
 }
 
 TEST(ProcessSamplerGrouping, LargestMemoryFirstAndTiesInOrderOfAppearance)
 {
     const std::vector<ProcessGroup> groups = ProcessSampler::groups({
-        process(1, "/usr/bin/a", 10),
-        process(2, "/usr/bin/b", 30),
-        process(3, "/usr/bin/c", 10),
+        process(1, "/usr/bin/a", 10), process(2, "/usr/bin/b", 30), process(3, "/usr/bin/c", 10),
         process(4, "/usr/bin/a", 25),
     });
     std::vector<std::string> order;

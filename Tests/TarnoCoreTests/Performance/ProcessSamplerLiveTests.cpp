@@ -44,31 +44,27 @@ public:
             ::dup2(fromChild[1], 1);
             ::close(toChild[1]);
             ::close(fromChild[0]);
-            if (::chdir(folder.c_str()) != 0)
-                ::_exit(127);
             std::vector<char*> argv;
             for (std::string& argument : arguments)
                 argv.push_back(argument.data());
             argv.push_back(nullptr);
-            ::execv(python, argv.data());
+            if (::chdir(folder.c_str()) == 0)
+                ::execv(python, argv.data());
             ::_exit(127);
         }
         ::close(toChild[0]);
         ::close(fromChild[1]);
         m_input = toChild[1];
         std::string line;
-        char character = 0;
-        while (::read(fromChild[0], &character, 1) == 1 && character != '\n')
+        for (char character = 0; ::read(fromChild[0], &character, 1) == 1 && character != '\n';)
             line += character;
         ::close(fromChild[0]);
         port = static_cast<std::uint16_t>(std::atoi(line.c_str()));
     }
     ~ListeningChild()
     {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGTERM);
+        if (m_pid > 0 && ::kill(m_pid, SIGTERM) == 0)
             ::waitpid(m_pid, nullptr, 0);
-        }
         if (m_input >= 0)
             ::close(m_input);
     }
@@ -89,8 +85,7 @@ private:
 
 const ProcessSnapshot* snapshotOf(const ProcessSample& sample, std::int32_t pid)
 {
-    const auto found = std::find_if(sample.processes.begin(), sample.processes.end(),
-                                    [pid](const ProcessSnapshot& snapshot) { return snapshot.pid == pid; });
+    const auto found = std::ranges::find(sample.processes, pid, &ProcessSnapshot::pid);
     return found == sample.processes.end() ? nullptr : &*found;
 }
 
@@ -98,7 +93,7 @@ TEST(ProcessSamplerLive, FindsAListeningChildAndItsProcessorUse)
 {
     if (::access(ListeningChild::python, X_OK) != 0)
         GTEST_SKIP() << "no " << ListeningChild::python;
-    test::TemporaryFolder folder;
+    const test::TemporaryFolder folder;
     const std::string workingFolder = std::filesystem::canonical(folder.makeFolder("served site")).string();
     ListeningChild child(workingFolder, "4");
     ASSERT_GT(child.pid(), 0);
@@ -108,7 +103,7 @@ TEST(ProcessSamplerLive, FindsAListeningChildAndItsProcessorUse)
     EXPECT_EQ(ProcessSampler::workingDirectory(child.pid()), workingFolder);
     EXPECT_EQ(ProcessSampler::listeningPorts(child.pid()), (std::vector<std::uint16_t>{child.port}));
     const std::vector<std::string> folders = ProcessSampler::workingDirectories();
-    EXPECT_NE(std::find(folders.begin(), folders.end(), workingFolder), folders.end());
+    EXPECT_NE(std::ranges::find(folders, workingFolder), folders.end());
 
     ProcessSampler sampler;
     const ProcessSample first = sampler.sample();
@@ -138,8 +133,8 @@ TEST(ProcessSamplerLive, FindsAListeningChildAndItsProcessorUse)
     EXPECT_GT(spinning->cpuPercent, 20.0) << "a spinning child holds most of one core";
     EXPECT_LT(spinning->cpuPercent, 105.0) << "one thread cannot pass one core";
 
-    const auto group = std::find_if(busy.groups.begin(), busy.groups.end(), [&](const ProcessGroup& candidate) {
-        return std::find(candidate.pids.begin(), candidate.pids.end(), child.pid()) != candidate.pids.end();
+    const auto group = std::ranges::find_if(busy.groups, [&](const ProcessGroup& candidate) {
+        return std::ranges::find(candidate.pids, child.pid()) != candidate.pids.end();
     });
     ASSERT_NE(group, busy.groups.end());
     EXPECT_EQ(group->id, spinning->name);
@@ -154,8 +149,8 @@ TEST(ProcessSamplerLive, ReadsAnIPv6ListeningSocket)
     ListeningChild child(folder.path(), "6");
     if (child.port == 0)
         GTEST_SKIP() << "no IPv6 loopback here";
-    const std::vector<TCPSocket> sockets = ProcessSampler::tcpSockets(child.pid());
-    EXPECT_EQ(sockets, (std::vector<TCPSocket>{{TCPSocket::State::listening, child.port, 0}}));
+    EXPECT_EQ(ProcessSampler::tcpSockets(child.pid()),
+              (std::vector<TCPSocket>{{TCPSocket::State::listening, child.port, 0}}));
 }
 
 } // namespace

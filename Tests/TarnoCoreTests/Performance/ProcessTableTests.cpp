@@ -15,18 +15,15 @@ namespace tarno {
 namespace {
 
 using Platform::ProcessTable;
-using test::TemporaryFolder;
+using Strings = std::vector<std::string>;
 
-constexpr std::uint64_t ticksPerSecond = 100;
 constexpr std::int64_t bootTime = 1'700'000'000;
 
 // A made-up procfs tree: each process is a folder of the files the table reads.
-class FakeProcfs {
-public:
+struct FakeProcfs {
     FakeProcfs() { write("stat", "cpu  1 2 3 4\nintr 0\nbtime " + std::to_string(bootTime) + "\nprocesses 9\n"); }
 
-    std::string root() const { return folder.path(); }
-    ProcessTable table() const { return ProcessTable(root(), ticksPerSecond); }
+    ProcessTable table() const { return ProcessTable(folder.path(), 100); }
 
     void write(const std::string& relative, const std::string& contents) const
     {
@@ -34,7 +31,7 @@ public:
         std::ofstream(folder / relative, std::ios::binary) << contents;
     }
 
-    // stat with the given short name, parent, user and system ticks, start ticks.
+    // stat with the given short name, parent, user and system ticks, start ticks; smaps_rollup with Pss and SwapPss.
     void addProcess(std::int32_t pid, const std::string& command, std::int32_t parent, std::uint64_t user,
                     std::uint64_t system, std::uint64_t start, std::int64_t pssKB = 0, std::int64_t swapPssKB = 0) const
     {
@@ -48,7 +45,9 @@ public:
                   std::uint64_t system, std::uint64_t start) const
     {
         write(std::to_string(pid) + "/stat",
-              fmtStat(pid, command, parent, user, system, start));
+              std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) + " 1 1 0 -1 4194560 10 0 0 0 "
+                  + std::to_string(user) + " " + std::to_string(system) + " 0 0 20 0 1 0 " + std::to_string(start)
+                  + " 41803776 2941 18446744073709551615 1 1 0 0 0 0 0 4096 1256 0 0 0 17 1 0 0 0 0 0\n");
     }
 
     void link(std::int32_t pid, const std::string& name, const std::string& target) const
@@ -56,22 +55,12 @@ public:
         folder.makeSymlink(target, std::to_string(pid) + "/" + name);
     }
 
-    TemporaryFolder folder;
-
-private:
-    static std::string fmtStat(std::int32_t pid, const std::string& command, std::int32_t parent, std::uint64_t user,
-                               std::uint64_t system, std::uint64_t start)
-    {
-        return std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) + " 1 1 0 -1 4194560 10 0 0 0 "
-               + std::to_string(user) + " " + std::to_string(system) + " 0 0 20 0 1 0 " + std::to_string(start)
-               + " 41803776 2941 18446744073709551615 1 1 0 0 0 0 0 4096 1256 0 0 0 17 1 0 0 0 0 0\n";
-    }
+    test::TemporaryFolder folder;
 };
 
 const ProcessSnapshot* snapshotOf(const ProcessSample& sample, std::int32_t pid)
 {
-    const auto found = std::find_if(sample.processes.begin(), sample.processes.end(),
-                                    [pid](const ProcessSnapshot& snapshot) { return snapshot.pid == pid; });
+    const auto found = std::ranges::find(sample.processes, pid, &ProcessSnapshot::pid);
     return found == sample.processes.end() ? nullptr : &*found;
 }
 
@@ -81,16 +70,13 @@ TEST(ProcessTable, ReadsStatWithOddShortNames)
     procfs.addProcess(10, "my (odd) name) x", 4, 7, 3, 250);
     procfs.addProcess(11, "", 1, 0, 0, 0);
     procfs.write("12/stat", "12 (no closing parenthesis S 1 1\n");
-    procfs.write("13/stat", "13 (short) S 1 1 1\n");
+    procfs.write("13/stat", "13 (short) S 1 1 1\n"); // a line cut short is no status
 
     const ProcessTable table = procfs.table();
-    const auto odd = table.status(10);
-    ASSERT_TRUE(odd);
-    EXPECT_EQ(*odd, (ProcessTable::Status{4, "my (odd) name) x", 10, 250}));
+    EXPECT_EQ(table.status(10), (ProcessTable::Status{4, "my (odd) name) x", 10, 250}));
     EXPECT_EQ(table.status(11)->command, "");
-    EXPECT_EQ(table.status(12), std::nullopt);
-    EXPECT_EQ(table.status(13), std::nullopt) << "a line cut short is no status";
-    EXPECT_EQ(table.status(99), std::nullopt);
+    for (const std::int32_t pid : {12, 13, 99})
+        EXPECT_EQ(table.status(pid), std::nullopt) << pid;
     EXPECT_EQ(table.bootTime(), bootTime);
 }
 
@@ -120,8 +106,8 @@ TEST(ProcessTable, ArgumentsFoldersAndExecutable)
     procfs.link(31, "exe", "/usr/sbin/nginx");
 
     const ProcessTable table = procfs.table();
-    EXPECT_EQ(ProcessSampler::arguments(30, table), (std::vector<std::string>{"python3", "-c", "", "print(1)"}));
-    EXPECT_EQ(ProcessSampler::arguments(31, table), (std::vector<std::string>{"nginx: worker process"}));
+    EXPECT_EQ(ProcessSampler::arguments(30, table), (Strings{"python3", "-c", "", "print(1)"}));
+    EXPECT_EQ(ProcessSampler::arguments(31, table), (Strings{"nginx: worker process"}));
     EXPECT_TRUE(ProcessSampler::arguments(32, table).empty());
     EXPECT_TRUE(ProcessSampler::arguments(33, table).empty());
     EXPECT_EQ(ProcessSampler::path(30, table), "/usr/bin/python3.11");
@@ -133,13 +119,10 @@ TEST(ProcessTable, ArgumentsFoldersAndExecutable)
 TEST(ProcessTable, SocketsOfTheProcessFromBothTables)
 {
     FakeProcfs procfs;
-    procfs.link(40, "fd/0", "/dev/null");
-    procfs.link(40, "fd/3", "socket:[1001]");
-    procfs.link(40, "fd/4", "socket:[1002]");
-    procfs.link(40, "fd/5", "socket:[1003]");
-    procfs.link(40, "fd/6", "socket:[2001]");
-    procfs.link(40, "fd/7", "socket:[1004]");
-    procfs.link(40, "fd/8", "pipe:[1005]");
+    for (const auto& [fd, target] : {std::pair{0, "/dev/null"}, {3, "socket:[1001]"}, {4, "socket:[1002]"},
+                                     {5, "socket:[1003]"}, {6, "socket:[2001]"}, {7, "socket:[1004]"},
+                                     {8, "pipe:[1005]"}})
+        procfs.link(40, "fd/" + std::to_string(fd), target);
     const std::string heading =
         "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
     procfs.write("40/net/tcp",
@@ -156,13 +139,10 @@ TEST(ProcessTable, SocketsOfTheProcessFromBothTables)
 
     const ProcessTable table = procfs.table();
     using State = TCPSocket::State;
-    EXPECT_EQ(ProcessSampler::tcpSockets(40, table), (std::vector<TCPSocket>{
-                                                         {State::listening, 8080, 0},
-                                                         {State::established, 8080, 54321},
-                                                         {State::listening, 8081, 0},
-                                                         {State::listening, 8080, 0},
-                                                         {State::other, 8082, 40960},
-                                                     }));
+    EXPECT_EQ(ProcessSampler::tcpSockets(40, table),
+              (std::vector<TCPSocket>{{State::listening, 8080, 0}, {State::established, 8080, 54321},
+                                      {State::listening, 8081, 0}, {State::listening, 8080, 0},
+                                      {State::other, 8082, 40960}}));
     EXPECT_EQ(ProcessSampler::listeningPorts(40, table), (std::vector<std::uint16_t>{8080, 8081}));
     EXPECT_TRUE(ProcessSampler::tcpSockets(41, table).empty());
 }
@@ -173,14 +153,12 @@ TEST(ProcessTable, UnreadableMemoryLeavesTheProcessOut)
     procfs.addProcess(50, "mine", 1, 0, 0, 0, 10);
     procfs.addProcess(51, "theirs", 1, 0, 0, 0, 10);
     ::chmod((procfs.folder / "51/smaps_rollup").c_str(), 0600);
-    test::openToEveryone(procfs.root());
-    for (const char* pid : {"50", "51"})
-        test::openToEveryone(procfs.folder / pid);
+    for (const char* relative : {"", "50", "51"})
+        test::openToEveryone(procfs.folder / relative);
 
     const test::UnprivilegedRun run = test::runAsNobody([&] {
-        ProcessSampler sampler(procfs.table());
         std::string pids;
-        for (const ProcessSnapshot& snapshot : sampler.sample().processes)
+        for (const ProcessSnapshot& snapshot : ProcessSampler(procfs.table()).sample().processes)
             pids += std::to_string(snapshot.pid) + " ";
         return pids;
     });
@@ -208,20 +186,13 @@ TEST(ProcessSamplerOnAMadeUpTree, SnapshotsAndProcessorShares)
     ASSERT_EQ(first.processes.size(), 3u);
     for (const ProcessSnapshot& snapshot : first.processes)
         EXPECT_EQ(snapshot.cpuPercent, 0) << "a first sample has no shares";
-
-    const ProcessSnapshot* python = snapshotOf(first, 700);
-    ASSERT_NE(python, nullptr);
-    EXPECT_EQ(python->parentPID, 1);
-    EXPECT_EQ(python->path, "/usr/bin/python3");
-    EXPECT_EQ(python->name, "python3");
-    EXPECT_EQ(python->memoryBytes, 320 * 1024);
-    EXPECT_EQ(python->responsiblePath, "");
-    EXPECT_EQ(python->started, std::chrono::system_clock::time_point(std::chrono::seconds(bootTime))
-                                   + std::chrono::milliseconds(123450));
-    const ProcessSnapshot* kernelThread = snapshotOf(first, 2);
-    ASSERT_NE(kernelThread, nullptr);
-    EXPECT_EQ(kernelThread->name, "kthreadd") << "the short name stands in for a missing path";
-    EXPECT_EQ(kernelThread->memoryBytes, 0);
+    const auto started = std::chrono::system_clock::time_point(std::chrono::seconds(bootTime))
+                         + std::chrono::milliseconds(123450);
+    EXPECT_EQ(*snapshotOf(first, 700), (ProcessSnapshot{700, 1, "/usr/bin/python3", "python3", 320 * 1024, 0, "",
+                                                        started}));
+    // The short name stands in for a missing path.
+    EXPECT_EQ(snapshotOf(first, 2)->name, "kthreadd");
+    EXPECT_EQ(snapshotOf(first, 2)->memoryBytes, 0);
     EXPECT_EQ(first.groups.front().id, "systemd");
     EXPECT_TRUE(first.groups.front().isSystemService);
 
@@ -252,9 +223,9 @@ TEST(ProcessSamplerOnAMadeUpTree, WorkingDirectoriesInPidOrderWithRepeats)
     procfs.folder.makeFolder("5");
     procfs.link(6, "cwd", "/");
 
-    std::vector<std::string> folders = ProcessSampler::workingDirectories(procfs.table());
+    Strings folders = ProcessSampler::workingDirectories(procfs.table());
     std::sort(folders.begin(), folders.end()); // the folder's listing order is the file system's
-    EXPECT_EQ(folders, (std::vector<std::string>{"/", "/srv/app", "/srv/app"}));
+    EXPECT_EQ(folders, (Strings{"/", "/srv/app", "/srv/app"}));
 }
 
 } // namespace

@@ -45,15 +45,13 @@ TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
 
     const auto items = androidItems(home.path());
     ASSERT_EQ(items.size(), 2U);
-    const CleanupItem gradle{"gradle.caches", "Gradle caches and downloaded Gradle versions", CleanupCategory::android,
-                             "The next Gradle build downloads its dependencies again.", Safety::safe,
-                             CleanupAction::Delete{{home / ".gradle/caches", home / ".gradle/daemon"}},
-                             false, 1, std::nullopt};
-    EXPECT_EQ(items[0], gradle);
-    const CleanupItem studioItem{"android.studioCaches", "Android Studio caches", CleanupCategory::android,
-                                 "Android Studio re-indexes each project the next time you open it.", Safety::safe,
-                                 CleanupAction::Delete{{studioOld, studio}}, false, 1, std::nullopt};
-    EXPECT_EQ(items[1], studioItem);
+    EXPECT_EQ(items[0], (CleanupItem{"gradle.caches", "Gradle caches and downloaded Gradle versions",
+                                     CleanupCategory::android, "The next Gradle build downloads its dependencies again.",
+                                     Safety::safe, CleanupAction::Delete{{home / ".gradle/caches", home / ".gradle/daemon"}},
+                                     false, 1, std::nullopt}));
+    EXPECT_EQ(items[1], (CleanupItem{"android.studioCaches", "Android Studio caches", CleanupCategory::android,
+                                     "Android Studio re-indexes each project the next time you open it.", Safety::safe,
+                                     CleanupAction::Delete{{studioOld, studio}}, false, 1, std::nullopt}));
 }
 
 TEST(AndroidRulesTests, EachEmulatorFolderIsOfferedWithItsIniForReview)
@@ -63,40 +61,19 @@ TEST(AndroidRulesTests, EachEmulatorFolderIsOfferedWithItsIniForReview)
     home.makeFolder(".android/avd/Pixel_6_API_33.avd");
     home.makeFile(".android/avd/Pixel_6_API_33.ini", 10);
     home.makeFolder(".android/avd/Nexus_5.avd"); // its .ini is missing
+    writeText(avd + "/Nexus_5.avd/config.ini", "image.sysdir.1=system-images/android-34/default/x86_64/\n");
     home.makeFile(".android/avd/Stray_Only.ini", 10);
     home.makeFolder(".android/avd/notes");
 
     const auto items = androidItems(home.path());
     ASSERT_EQ(items.size(), 2U);
-    const CleanupItem nexus{"android.avd.Nexus_5", "Emulator: Nexus 5", CleanupCategory::android, imageExists,
-                            Safety::review, CleanupAction::Delete{{avd + "/Nexus_5.avd"}}, false, 1, std::nullopt};
-    EXPECT_EQ(items[0], nexus);
-    const CleanupItem pixel{"android.avd.Pixel_6_API_33", "Emulator: Pixel 6 API 33", CleanupCategory::android,
-                            imageExists, Safety::review,
-                            CleanupAction::Delete{{avd + "/Pixel_6_API_33.avd", avd + "/Pixel_6_API_33.ini"}},
-                            false, 1, std::nullopt};
-    EXPECT_EQ(items[1], pixel);
-}
-
-TEST(AndroidRulesTests, TheConsequenceSaysWhetherTheSystemImageIsStillInstalled)
-{
-    test::TemporaryFolder home;
-    const std::string avd = home.makeFolder(".android/avd");
-    home.makeFolder(".android/avd/Installed.avd");
-    writeText(avd + "/Installed.avd/config.ini",
-              "avd.ini.encoding=UTF-8\n"
-              "image.sysdir.1 = system-images/android-33/google_apis/arm64-v8a/\n"
-              "image.sysdir.1=system-images/android-99/ignored/\n");
-    home.makeFolder(".android/avd/Removed.avd");
-    writeText(avd + "/Removed.avd/config.ini", "\r\n\timage.sysdir.1\t=\tsystem-images/android-34/default/x86_64/\r\n");
-    home.makeFolder("Library/Android/sdk/system-images/android-33/google_apis/arm64-v8a");
-
-    const auto items = androidItems(home.path());
-    ASSERT_EQ(items.size(), 2U);
-    EXPECT_EQ(items[0].id, "android.avd.Installed");
-    EXPECT_EQ(items[0].consequence, imageExists);
-    EXPECT_EQ(items[1].id, "android.avd.Removed");
-    EXPECT_EQ(items[1].consequence, imageGone);
+    EXPECT_EQ(items[0], (CleanupItem{"android.avd.Nexus_5", "Emulator: Nexus 5", CleanupCategory::android, imageGone,
+                                     Safety::review, CleanupAction::Delete{{avd + "/Nexus_5.avd"}}, false, 1,
+                                     std::nullopt}));
+    EXPECT_EQ(items[1], (CleanupItem{"android.avd.Pixel_6_API_33", "Emulator: Pixel 6 API 33", CleanupCategory::android,
+                                     imageExists, Safety::review,
+                                     CleanupAction::Delete{{avd + "/Pixel_6_API_33.avd", avd + "/Pixel_6_API_33.ini"}},
+                                     false, 1, std::nullopt}));
 }
 
 TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
@@ -112,6 +89,9 @@ TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
 
     EXPECT_TRUE(RuleFamilies::avdSystemImageExists(avd, home.path())) << "no config.ini";
     EXPECT_TRUE(existsWith("image.sysdir.1 = system-images/android-33/google_apis/arm64-v8a/"));
+    EXPECT_TRUE(existsWith("avd.ini.encoding=UTF-8\nimage.sysdir.1 = system-images/android-33/google_apis/arm64-v8a/\n"
+                           "image.sysdir.1=system-images/android-99/ignored/\n"));
+    EXPECT_FALSE(existsWith("\r\n\timage.sysdir.1\t=\tsystem-images/android-34/default/x86_64/\r\n"));
     EXPECT_FALSE(existsWith("image.sysdir.1 = system-images/android-34/google_apis/arm64-v8a/"));
     EXPECT_TRUE(existsWith("hw.lcd.density=440\n")) << "no image named";
     EXPECT_TRUE(existsWith("image.sysdir.1=\n")) << "a key alone is one part";
@@ -137,7 +117,7 @@ TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
     const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
 
     const auto ids = [&env] {
-        std::vector<std::string> found;
+        Paths found;
         for (const CleanupItem& item : CleanupCatalog::items(env))
             found.push_back(item.id);
         return found;

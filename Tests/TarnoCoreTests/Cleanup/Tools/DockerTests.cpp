@@ -21,7 +21,6 @@ const std::string dfOutput = R"json({"Active":"2","Reclaimable":"1.2GB (30%)","S
 {"Active":"0","Reclaimable":"2.5GB","Size":"2.5GB","TotalCount":"40","Type":"Build Cache"}
 )json";
 
-// A stand-in for the docker tool: answers "system df" like Docker, or fails.
 std::string writeTool(const test::TemporaryFolder& folder, const std::string& name, const std::string& body,
                       mode_t mode = 0755)
 {
@@ -33,29 +32,26 @@ std::string writeTool(const test::TemporaryFolder& folder, const std::string& na
 
 std::string answeringDocker(const test::TemporaryFolder& folder, const std::string& name)
 {
-    // Anything but the exact arguments fails, so the call itself is checked.
+    // Answers "system df" like Docker; any other arguments fail, so the call itself is checked.
     return writeTool(folder, name,
                      "[ \"$*\" = 'system df --format {{json .}}' ] || exit 2\ncat <<'EOF'\n" + dfOutput + "EOF");
 }
 
 TEST(DockerTests, ParseSizeReadsDecimalUnits)
 {
-    EXPECT_EQ(Docker::parseSize("1.2GB (30%)"), 1'200'000'000);
-    EXPECT_EQ(Docker::parseSize("0B"), 0);
-    EXPECT_EQ(Docker::parseSize("512kB"), 512'000);
-    EXPECT_EQ(Docker::parseSize("3.5MB"), 3'500'000);
-    EXPECT_EQ(Docker::parseSize("2TB"), 2'000'000'000'000);
-    EXPECT_EQ(Docker::parseSize("  42B  (1%)"), 42);
-    EXPECT_EQ(Docker::parseSize("1.9999B"), 1) << "truncated towards zero";
-    EXPECT_EQ(Docker::parseSize("17"), 17) << "no unit counts as bytes";
-    EXPECT_EQ(Docker::parseSize("5PB"), 5) << "an unknown unit counts as bytes";
-    EXPECT_EQ(Docker::parseSize("N/A"), 0);
-    EXPECT_EQ(Docker::parseSize(""), 0);
-    EXPECT_EQ(Docker::parseSize("1.2.3GB"), 0) << "a run that is not a number";
-    EXPECT_EQ(Docker::parseSize(".GB"), 0);
-    EXPECT_EQ(Docker::parseSize("-5GB"), 0);
-    EXPECT_EQ(Docker::parseSize("99999999999TB"), std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(Docker::parseSize(std::string(400, '9') + "B"), std::numeric_limits<std::int64_t>::max());
+    const std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    const std::vector<std::pair<std::string, std::int64_t>> cases = {
+        {"1.2GB (30%)", 1'200'000'000}, {"0B", 0}, {"512kB", 512'000}, {"3.5MB", 3'500'000},
+        {"2TB", 2'000'000'000'000}, {"  42B  (1%)", 42},
+        {"1.9999B", 1},                  // truncated towards zero
+        {"17", 17}, {"5PB", 5},          // no unit or an unknown one counts as bytes
+        {"N/A", 0}, {"", 0}, {"1.2.3GB", 0}, {".GB", 0}, {"-5GB", 0},
+        {"99999999999TB", largest}, {std::string(400, '9') + "B", largest}, {"9223372036854775807B", largest},
+        {"9223372036854775808B", largest}, {std::string(1'000'000, '9') + "TB", largest},
+        {"0." + std::string(1'000, '0') + "1TB", 0},
+    };
+    for (const auto& [text, bytes] : cases)
+        EXPECT_EQ(Docker::parseSize(text), bytes) << text;
 }
 
 TEST(DockerTests, ParseUsageReadsOneObjectALine)
@@ -82,24 +78,24 @@ TEST(DockerTests, CleanupItemsOnlyForARunningTool)
     EXPECT_TRUE(Docker::cleanupItems(DockerStatus::notRunning()).empty());
 
     const std::string cli = "/usr/local/bin/docker";
-    const auto items = Docker::cleanupItems(DockerStatus::running(cli, DockerUsage{1, 2, 3, 4}));
-    ASSERT_EQ(items.size(), 4U);
-    EXPECT_EQ(items[0], (CleanupItem{"docker.containers", "Stopped containers", CleanupCategory::docker,
-                                     "Anything written inside those containers is lost.", Safety::review,
-                                     CleanupAction::Run{cli, {"container", "prune", "--force"}, {}}, false,
-                                     1'000'000, 1}));
-    EXPECT_EQ(items[1], (CleanupItem{"docker.images", "Images no container uses", CleanupCategory::docker,
-                                     "They are pulled or built again the next time you need them.", Safety::review,
-                                     CleanupAction::Run{cli, {"image", "prune", "--all", "--force"}, {}}, false,
-                                     1'000'000, 2}));
-    EXPECT_EQ(items[2], (CleanupItem{"docker.volumes", "Volumes no container uses", CleanupCategory::docker,
-                                     "Erases the data stored in them, such as databases, for good.", Safety::review,
-                                     CleanupAction::Run{cli, {"volume", "prune", "--all", "--force"}, {}}, false,
-                                     1'000'000, 3}));
-    EXPECT_EQ(items[3], (CleanupItem{"docker.buildCache", "Build cache", CleanupCategory::docker,
-                                     "The next image build starts from scratch.", Safety::safe,
-                                     CleanupAction::Run{cli, {"builder", "prune", "--all", "--force"}, {}}, false,
-                                     1'000'000, 4}));
+    const auto item = [&cli](std::string id, std::string title, std::string consequence, Safety safety,
+                             Arguments arguments, std::int64_t bytes) {
+        return CleanupItem{std::move(id), std::move(title), CleanupCategory::docker, std::move(consequence), safety,
+                           CleanupAction::Run{cli, std::move(arguments), {}}, false, 1'000'000, bytes};
+    };
+    EXPECT_EQ(Docker::cleanupItems(DockerStatus::running(cli, DockerUsage{1, 2, 3, 4})),
+              (std::vector<CleanupItem>{
+                  item("docker.containers", "Stopped containers", "Anything written inside those containers is lost.",
+                       Safety::review, {"container", "prune", "--force"}, 1),
+                  item("docker.images", "Images no container uses",
+                       "They are pulled or built again the next time you need them.", Safety::review,
+                       {"image", "prune", "--all", "--force"}, 2),
+                  item("docker.volumes", "Volumes no container uses",
+                       "Erases the data stored in them, such as databases, for good.", Safety::review,
+                       {"volume", "prune", "--all", "--force"}, 3),
+                  item("docker.buildCache", "Build cache", "The next image build starts from scratch.", Safety::safe,
+                       {"builder", "prune", "--all", "--force"}, 4),
+              }));
 }
 
 TEST(DockerTests, CandidatesKeepTheMacOrderThenLinux)

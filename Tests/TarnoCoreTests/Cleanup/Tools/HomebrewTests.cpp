@@ -12,8 +12,7 @@
 namespace tarno {
 namespace {
 
-// A stand-in for brew that insists on the dry run's arguments and on the quiet
-// environment before it prints `body`'s output.
+// A stand-in for brew that insists on the dry run's arguments and quiet environment, then runs `body`.
 std::string fakeBrew(const test::TemporaryFolder& folder, const std::string& body, mode_t mode = 0755)
 {
     const std::string path = folder.makeFile("brew-" + std::to_string(std::hash<std::string>{}(body)));
@@ -27,28 +26,25 @@ std::string fakeBrew(const test::TemporaryFolder& folder, const std::string& bod
 
 TEST(HomebrewTests, ParseEstimateReadsBinaryUnits)
 {
-    const std::int64_t oneAndAHalfGiB = 1'610'612'736;
-    EXPECT_EQ(Homebrew::parseEstimate("This operation would free approximately 1.5GB of disk space."), oneAndAHalfGiB);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 1.5 GB"), oneAndAHalfGiB);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 10B"), 10);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 3KB"), 3072);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 2MB"), 2'097'152);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 1TB"), 1'099'511'627'776);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 0.5\n\tKB"), 512);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 1.9B"), 1) << "truncated towards zero";
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 12 files, approximately 4KB"), 4096)
-        << "the first phrase that matches";
-    EXPECT_EQ(Homebrew::parseEstimate("approximately 1KX then approximately 5B"), 5);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately " + std::string(400, '9') + "TB"),
-              std::numeric_limits<std::int64_t>::max());
-
-    EXPECT_FALSE(Homebrew::parseEstimate("Pruned 0 symbolic links from /opt/homebrew"));
-    EXPECT_FALSE(Homebrew::parseEstimate(""));
-    EXPECT_FALSE(Homebrew::parseEstimate("approximately GB"));
-    EXPECT_FALSE(Homebrew::parseEstimate("approximately 1.5 gb")) << "units are upper case";
-    EXPECT_FALSE(Homebrew::parseEstimate("Approximately 1.5GB"));
-    EXPECT_FALSE(Homebrew::parseEstimate("approximately  1.5GB")) << "one blank after the word";
-    EXPECT_FALSE(Homebrew::parseEstimate("approximately 1.2.3GB")) << "a run that is not a number";
+    const std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    const std::vector<std::pair<std::string, std::optional<std::int64_t>>> cases = {
+        {"This operation would free approximately 1.5GB of disk space.", 1'610'612'736},
+        {"approximately 1.5 GB", 1'610'612'736}, {"approximately 10B", 10}, {"approximately 3KB", 3072},
+        {"approximately 2MB", 2'097'152}, {"approximately 1TB", 1'099'511'627'776},
+        {"approximately 0.5\n\tKB", 512},
+        {"approximately 1.9B", 1}, // truncated towards zero
+        {"approximately 12 files, approximately 4KB", 4096}, {"approximately 1KX then approximately 5B", 5},
+        {"approximately " + std::string(400, '9') + "TB", largest},
+        {"approximately " + std::string(1'000'000, '9') + "GB", largest},
+        {"Pruned 0 symbolic links from /opt/homebrew", std::nullopt}, {"", std::nullopt},
+        {"approximately GB", std::nullopt}, {"Approximately 1.5GB", std::nullopt},
+        {"approximately 1.5 gb", std::nullopt},  // units are upper case
+        {"approximately  1.5GB", std::nullopt},  // one blank after the word
+        {"approximately 1.2.3GB", std::nullopt}, // a run that is not a number
+        {"approximately " + std::string(1'000'000, '.') + "B", std::nullopt},
+    };
+    for (const auto& [text, bytes] : cases)
+        EXPECT_EQ(Homebrew::parseEstimate(text), bytes) << text.substr(0, 80);
 }
 
 TEST(HomebrewTests, CleanupItemFromTheDryRun)
@@ -71,9 +67,8 @@ TEST(HomebrewTests, CleanupItemFromTheDryRun)
 TEST(HomebrewTests, NoItemWhenBrewHasNothingToSay)
 {
     test::TemporaryFolder folder;
-    EXPECT_FALSE(Homebrew::cleanupItem({fakeBrew(folder, "true")})) << "nothing to free: no phrase";
-    EXPECT_FALSE(Homebrew::cleanupItem({fakeBrew(folder, "echo 'approximately 0B'")}));
-    EXPECT_FALSE(Homebrew::cleanupItem({fakeBrew(folder, "echo 'approximately 1GB'; exit 1")}));
+    for (const std::string body : {"true", "echo 'approximately 0B'", "echo 'approximately 1GB'; exit 1"})
+        EXPECT_FALSE(Homebrew::cleanupItem({fakeBrew(folder, body)})) << body;
     EXPECT_FALSE(Homebrew::cleanupItem({fakeBrew(folder, "echo 'approximately 1GB'", 0644)}));
     EXPECT_FALSE(Homebrew::cleanupItem(std::vector<std::string>{}));
 }

@@ -43,24 +43,20 @@ TEST(SimulatorsTests, ParseSortsRuntimesAndKeepsDeviceOrder)
 
 TEST(SimulatorsTests, RuntimeNameComesFromTheLastPieceOfTheIdentifier)
 {
-    EXPECT_EQ(Simulators::runtimeName("com.apple.CoreSimulator.SimRuntime.iOS-17-5"), "iOS 17.5");
-    EXPECT_EQ(Simulators::runtimeName("com.x.watchOS-10-2-1"), "watchOS 10.2.1");
-    EXPECT_EQ(Simulators::runtimeName("foo"), "foo");
-    EXPECT_EQ(Simulators::runtimeName("a.visionOS"), "visionOS");
-    EXPECT_EQ(Simulators::runtimeName("a.xrOS-1-0.."), "xrOS 1.0") << "empty pieces are left out";
-    EXPECT_EQ(Simulators::runtimeName("iOS-"), "iOS ");
-    EXPECT_EQ(Simulators::runtimeName("..."), "...") << "no piece: the whole identifier";
-    EXPECT_EQ(Simulators::runtimeName(""), "");
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"com.apple.CoreSimulator.SimRuntime.iOS-17-5", "iOS 17.5"}, {"com.x.watchOS-10-2-1", "watchOS 10.2.1"},
+        {"foo", "foo"}, {"a.visionOS", "visionOS"}, {"iOS-", "iOS "}, {"", ""},
+        {"a.xrOS-1-0..", "xrOS 1.0"}, // empty pieces are left out
+        {"...", "..."},               // no piece: the whole identifier
+    };
+    for (const auto& [identifier, name] : cases)
+        EXPECT_EQ(Simulators::runtimeName(identifier), name) << identifier;
 }
 
 TEST(SimulatorsTests, AnythingThatDoesNotDecodeGivesAnEmptyList)
 {
     const char* malformed[] = {
-        "",
-        "not json",
-        "[]",
-        "{}",
-        R"({"devices":[]})",
+        "", "not json", "[]", "{}", R"({"devices":[]})",
         R"({"devices":{"r":{}}})",
         R"({"devices":{"r":[{"name":"no udid"}]}})",
         R"({"devices":{"r":[{"udid":"1","name":2}]}})",

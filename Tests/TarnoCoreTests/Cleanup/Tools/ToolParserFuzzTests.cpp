@@ -1,7 +1,5 @@
-// Every tool parser against a generated corpus of broken input: valid samples
-// and thousands of deterministic mutations of them. Whatever a tool prints,
-// the parsers give an answer or the empty answer, and never crash; run under
-// the address and undefined-behaviour sanitizers this is the fuzzing of them.
+// Every tool parser against valid samples and thousands of deterministic mutations: whatever a tool
+// prints, the parsers answer (or give the empty answer) and never crash. Run under the sanitizers.
 
 #include "TarnoCore/Cleanup/Tools/Docker.hpp"
 #include "TarnoCore/Cleanup/Tools/Homebrew.hpp"
@@ -9,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace tarno {
@@ -105,14 +104,9 @@ void expectSaneAnswers(const std::string& input)
 {
     EXPECT_GE(Docker::parseSize(input), 0);
     if (const auto usage = Docker::parseUsage(input)) {
-        EXPECT_GE(usage->containers, 0);
-        EXPECT_GE(usage->images, 0);
-        EXPECT_GE(usage->volumes, 0);
-        EXPECT_GE(usage->buildCache, 0);
+        EXPECT_GE(std::min({usage->containers, usage->images, usage->volumes, usage->buildCache}), 0);
     }
-    if (const auto estimate = Homebrew::parseEstimate(input)) {
-        EXPECT_GE(*estimate, 0);
-    }
+    EXPECT_GE(Homebrew::parseEstimate(input).value_or(0), 0);
     (void)Simulators::parse(input);
 }
 
@@ -135,8 +129,7 @@ TEST(ToolParserFuzzTests, EveryParserSurvivesTheCorpus)
 
 TEST(ToolParserFuzzTests, TruncatedOutputKeepsOnlyWhatIsWhole)
 {
-    // A line cut before its closing brace never decodes: the answer is that of
-    // the whole lines before it, or nothing.
+    // A line cut short never decodes: the answer is that of the whole lines before it, or nothing.
     for (std::size_t length = 0; length < dockerSample.size(); ++length) {
         const std::string prefix = dockerSample.substr(0, length);
         const std::size_t lineStart = prefix.rfind('\n') == std::string::npos ? 0 : prefix.rfind('\n') + 1;
@@ -149,17 +142,6 @@ TEST(ToolParserFuzzTests, TruncatedOutputKeepsOnlyWhatIsWhole)
     for (std::size_t length = 0; length <= lastBrace; ++length)
         EXPECT_TRUE(Simulators::parse(simulatorsSample.substr(0, length)).empty()) << length;
     EXPECT_EQ(Simulators::parse(simulatorsSample).size(), 3U);
-}
-
-TEST(ToolParserFuzzTests, SizesBeyondTheRangeSaturate)
-{
-    const std::int64_t largest = std::numeric_limits<std::int64_t>::max();
-    EXPECT_EQ(Docker::parseSize(std::string(1'000'000, '9') + "TB"), largest);
-    EXPECT_EQ(Docker::parseSize("9223372036854775807B"), largest);
-    EXPECT_EQ(Docker::parseSize("9223372036854775808B"), largest);
-    EXPECT_EQ(Docker::parseSize("0." + std::string(1'000, '0') + "1TB"), 0);
-    EXPECT_EQ(Homebrew::parseEstimate("approximately " + std::string(1'000'000, '9') + "GB"), largest);
-    EXPECT_FALSE(Homebrew::parseEstimate("approximately " + std::string(1'000'000, '.') + "B"));
 }
 
 } // namespace

@@ -4,7 +4,7 @@ import QtQuick.Layouts
 
 // The detail area of a section whose screen is not there: its title alone.
 Item {
-    id: placeholder
+    id: titleView
 
     property string title
     property string symbol
@@ -16,13 +16,13 @@ Item {
 
         IconChip {
             Layout.alignment: Qt.AlignHCenter
-            symbol: placeholder.symbol
-            tint: placeholder.tint
+            symbol: titleView.symbol
+            tint: titleView.tint
             size: 72
         }
         Label {
             Layout.alignment: Qt.AlignHCenter
-            text: placeholder.title
+            text: titleView.title
             font.pixelSize: Theme.titleSize
             font.weight: Font.DemiBold
             color: Theme.text
