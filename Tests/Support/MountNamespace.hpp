@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Support/ChildRun.hpp"
+
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -7,7 +9,6 @@
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace tarno::test {
@@ -15,67 +16,17 @@ namespace tarno::test {
 // A test that mounts file systems runs its body in a forked child with a
 // mount namespace of its own, so nothing it mounts is seen by the machine or
 // outlives the child. The body returns its findings as a string.
-struct IsolatedRun {
-    bool ran = false;    // the child got its own namespace and finished the body
-    std::string output;  // what the body returned
-    std::string reason;  // why it did not run, for GTEST_SKIP or a failure message
-};
+using IsolatedRun = ChildRun;
 
 inline IsolatedRun runInOwnMountNamespace(const std::function<std::string()>& body)
 {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return {false, {}, std::string("pipe: ") + std::strerror(errno)};
-
-    const pid_t child = ::fork();
-    if (child < 0) {
-        ::close(channel[0]);
-        ::close(channel[1]);
-        return {false, {}, std::string("fork: ") + std::strerror(errno)};
-    }
-
-    if (child == 0) {
-        ::close(channel[0]);
-        // First byte: 'R' when the body ran, 'F' when there is no namespace to be had.
-        std::string message;
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            message = std::string("F") + "no private mount namespace: " + std::strerror(errno);
-        else
-            message = "R" + body();
-        const char* data = message.data();
-        std::size_t left = message.size();
-        while (left > 0) {
-            const ssize_t written = ::write(channel[1], data, left);
-            if (written <= 0)
-                break;
-            data += written;
-            left -= static_cast<std::size_t>(written);
-        }
-        ::close(channel[1]);
-        ::_exit(0); // skip the test framework's exit handlers in the child
-    }
-
-    ::close(channel[1]);
-    std::string received;
-    char chunk[4096];
-    for (;;) {
-        const ssize_t count = ::read(channel[0], chunk, sizeof chunk);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        received.append(chunk, static_cast<std::size_t>(count));
-    }
-    ::close(channel[0]);
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || received.empty())
-        return {false, {}, "the isolated child ended abnormally"};
-    if (received[0] == 'F')
-        return {false, {}, received.substr(1)};
-    return {true, received.substr(1), {}};
+    return runInChild(
+        []() -> std::optional<std::string> {
+            if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+                return std::string("no private mount namespace: ") + std::strerror(errno);
+            return std::nullopt;
+        },
+        body);
 }
 
 } // namespace tarno::test
