@@ -7,7 +7,7 @@ packages=(
   # tool chain
   build-essential cmake ninja-build pkg-config git python3
   # core libraries
-  libfmt-dev nlohmann-json3-dev
+  libfmt-dev nlohmann-json3-dev libplist-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   # Qt 6 for the application

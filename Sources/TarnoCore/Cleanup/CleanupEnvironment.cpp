@@ -1,7 +1,11 @@
 #include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
 
+#include "TarnoCore/Apps/InstalledApps.hpp"
 #include "TarnoCore/Cleanup/Tools/Homebrew.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
+
+#include <algorithm>
+#include <filesystem>
 
 #include <sys/stat.h>
 
@@ -24,17 +28,28 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
 {
     CleanupEnvironment env = empty(std::move(home));
     // Applications are looked for where a Mac keeps them, which is also how the
-    // rules are tried on made-up homes. Bundle identifiers and the installed
-    // applications have no source on this machine yet, so they answer as on a
-    // machine without them. The tools are asked for real, each time.
+    // rules are tried on made-up homes. The folders are read on every call, so
+    // an app removed meanwhile is seen as gone. The tools are asked for real, each time.
     env.isAppInstalled = [home = env.home](const std::vector<std::string>& names,
-                                           const std::vector<std::string>& /*bundleIDs*/) {
+                                           const std::vector<std::string>& bundleIDs) {
         for (const std::string& name : names) {
             if (exists("/Applications/" + name + ".app") || exists(home + "/Applications/" + name + ".app"))
                 return true;
         }
-        return false;
+        if (bundleIDs.empty())
+            return false;
+        const std::vector<std::string> installed = InstalledApps::bundleIDs(InstalledApps::cleanupFolders(home));
+        return std::any_of(bundleIDs.begin(), bundleIDs.end(), [&](const std::string& id) {
+            return !id.empty() && std::find(installed.begin(), installed.end(), id) != installed.end();
+        });
     };
+    env.appName = [home = env.home](const std::string& bundleID) -> std::optional<std::string> {
+        const auto bundle = InstalledApps::bundleWithID(InstalledApps::cleanupFolders(home), bundleID);
+        if (!bundle)
+            return std::nullopt;
+        return std::filesystem::path(*bundle).stem().string(); // "Name.app" gives "Name"
+    };
+    env.installedBundleIDs = [home = env.home] { return InstalledApps::bundleIDs(InstalledApps::cleanupFolders(home)); };
     env.simulators = [] { return Simulators::list(); };
     env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
     env.rootYarnCache = Platform::rootYarnCache();

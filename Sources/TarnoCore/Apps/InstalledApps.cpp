@@ -1,0 +1,175 @@
+#include "TarnoCore/Apps/InstalledApps.hpp"
+
+#include "TarnoCore/Foundation/NaturalOrder.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <memory>
+
+#include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarno::InstalledApps {
+
+namespace {
+
+constexpr std::string_view bundleSuffix = ".app";
+
+bool endsWith(const std::string& text, std::string_view suffix)
+{
+    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// A real folder: a link to one does not count.
+bool isFolder(const std::string& path)
+{
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The entry names of a folder without the hidden ones, in plain order; none
+// when it cannot be listed.
+std::vector<std::string> children(const std::string& folder)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        std::string name = it->path().filename().string();
+        if (!name.starts_with('.'))
+            names.push_back(std::move(name));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+using Plist = std::unique_ptr<void, decltype(&plist_free)>;
+
+// The bundle's Info.plist, binary or XML, when it is a dictionary.
+Plist readInfo(const std::string& bundle)
+{
+    Plist none(nullptr, plist_free);
+    const std::string path = bundle + "/Contents/Info.plist";
+    // Only a regular file: reading a pipe left in its place would never end.
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return none;
+    std::ifstream in(path, std::ios::binary);
+    const std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (data.empty() || data.size() > std::numeric_limits<std::uint32_t>::max())
+        return none;
+    plist_t root = nullptr;
+    plist_from_memory(data.data(), static_cast<std::uint32_t>(data.size()), &root);
+    Plist info(root, plist_free);
+    if (!info || plist_get_node_type(root) != PLIST_DICT)
+        return none;
+    return info;
+}
+
+std::optional<std::string> stringValue(const Plist& dictionary, const char* key)
+{
+    plist_t node = plist_dict_get_item(dictionary.get(), key);
+    if (node == nullptr || plist_get_node_type(node) != PLIST_STRING)
+        return std::nullopt;
+    std::uint64_t length = 0;
+    const char* text = plist_get_string_ptr(node, &length);
+    return text == nullptr ? std::string() : std::string(text, length);
+}
+
+std::optional<std::string> bundleIDOf(const std::string& bundle)
+{
+    const Plist info = readInfo(bundle);
+    return info ? stringValue(info, "CFBundleIdentifier") : std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::chrono::system_clock::time_point> spotlightLastOpened(const std::string& /*path*/)
+{
+    // Linux keeps no record of when an application was last used, so there is
+    // never an answer here; the Mac's Spotlight index is what this stands for.
+    return std::nullopt;
+}
+
+std::vector<InstalledApp> list(const std::vector<std::string>& folders, const std::set<std::string>& excluding,
+                               const LastOpened& lastOpened)
+{
+    std::vector<InstalledApp> apps;
+    for (const std::string& path : bundles(folders)) {
+        const Plist info = readInfo(path);
+        if (!info)
+            continue;
+        std::optional<std::string> bundleID = stringValue(info, "CFBundleIdentifier");
+        if (!bundleID || bundleID->empty() || excluding.contains(*bundleID))
+            continue;
+        std::string name = std::filesystem::path(path).filename().string();
+        name.resize(name.size() - bundleSuffix.size());
+        apps.push_back(InstalledApp{
+            .path = path,
+            .name = std::move(name),
+            .bundleID = std::move(*bundleID),
+            .version = stringValue(info, "CFBundleShortVersionString"),
+            .lastOpened = lastOpened ? lastOpened(path) : std::nullopt,
+            .needsPassword = ::access(path.c_str(), W_OK) != 0,
+        });
+    }
+    std::stable_sort(apps.begin(), apps.end(),
+                     [](const InstalledApp& a, const InstalledApp& b) { return NaturalOrder::less(a.name, b.name); });
+    return apps;
+}
+
+std::vector<std::string> bundleIDs(const std::vector<std::string>& folders)
+{
+    std::vector<std::string> ids;
+    for (const std::string& path : bundles(folders)) {
+        if (std::optional<std::string> id = bundleIDOf(path))
+            ids.push_back(std::move(*id));
+    }
+    return ids;
+}
+
+std::optional<std::string> bundleWithID(const std::vector<std::string>& folders, const std::string& bundleID)
+{
+    if (bundleID.empty())
+        return std::nullopt;
+    for (const std::string& path : bundles(folders)) {
+        if (bundleIDOf(path) == bundleID)
+            return path;
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> bundles(const std::vector<std::string>& folders)
+{
+    std::vector<std::string> paths;
+    for (const std::string& folder : folders) {
+        for (const std::string& name : children(folder)) {
+            const std::string path = folder + "/" + name;
+            if (!isFolder(path))
+                continue;
+            if (endsWith(name, bundleSuffix)) {
+                // A bundle's contents, helper apps included, are its own.
+                paths.push_back(path);
+                continue;
+            }
+            // A folder such as Utilities: one level down and no deeper.
+            for (const std::string& inner : children(path)) {
+                const std::string innerPath = path + "/" + inner;
+                if (endsWith(inner, bundleSuffix) && isFolder(innerPath))
+                    paths.push_back(innerPath);
+            }
+        }
+    }
+    return paths;
+}
+
+std::vector<std::string> cleanupFolders(const std::string& home)
+{
+    return {"/Applications", home + "/Applications", "/System/Applications"};
+}
+
+} // namespace tarno::InstalledApps

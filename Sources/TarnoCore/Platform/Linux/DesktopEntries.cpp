@@ -1,0 +1,204 @@
+// Application entries as the freedesktop.org desktop entry and base directory
+// standards describe them.
+
+#include "TarnoCore/Platform/DesktopEntries.hpp"
+
+#include "TarnoCore/Foundation/Text.hpp"
+#include "TarnoCore/Platform/Locations.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace tarno::Platform {
+
+namespace {
+
+struct EntryGroup {
+    std::optional<std::string> exec;
+    bool hidden = false;
+};
+
+// The keys of the [Desktop Entry] group that decide the command; other groups,
+// such as the entry's extra actions, have an Exec of their own.
+EntryGroup desktopEntryGroup(std::string_view text)
+{
+    EntryGroup group;
+    bool inGroup = false;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = Text::trimmed(text.substr(0, end));
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+        if (line.starts_with('[')) {
+            inGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        const std::size_t equals = line.find('=');
+        if (!inGroup || line.starts_with('#') || equals == std::string_view::npos)
+            continue;
+        const std::string_view key = Text::trimmed(line.substr(0, equals));
+        const std::string_view value = Text::trimmed(line.substr(equals + 1));
+        if (key == "Exec" && !group.exec)
+            group.exec = std::string(value);
+        else if (key == "Hidden")
+            group.hidden = value == "true";
+    }
+    return group;
+}
+
+// The escapes every string value of an entry may hold; \0 for a character
+// that is not one. Others, such as \" and \$, are left for the quoting of Exec.
+char decodedEscape(char c)
+{
+    switch (c) {
+    case 's': return ' ';
+    case 'n': return '\n';
+    case 't': return '\t';
+    case 'r': return '\r';
+    case '\\': return '\\';
+    default: return '\0';
+    }
+}
+
+std::string unescaped(std::string_view value)
+{
+    std::string text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char decoded = value[i] == '\\' && i + 1 < value.size() ? decodedEscape(value[i + 1]) : '\0';
+        if (decoded != '\0') {
+            text += decoded;
+            ++i;
+        } else {
+            text += value[i];
+        }
+    }
+    return text;
+}
+
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// Exec's arguments: separated by blanks, double quotes around an argument
+// that holds blanks, with \" \` \$ and \\ inside them for the character
+// itself. "%%" is a percent sign; any other "%" and a letter is a field code
+// for what the launcher fills in, left out here, and so is an argument that
+// was nothing else.
+std::optional<std::vector<std::string>> arguments(std::string_view exec)
+{
+    std::vector<std::string> result;
+    std::string current;
+    bool started = false;
+    bool quoted = false;
+    for (std::size_t i = 0; i < exec.size(); ++i) {
+        const char c = exec[i];
+        const char next = i + 1 < exec.size() ? exec[i + 1] : '\0';
+        if (quoted && c == '"') {
+            quoted = false;
+            continue;
+        }
+        if (quoted && c == '\\' && (next == '"' || next == '`' || next == '$' || next == '\\')) {
+            current += next;
+            ++i;
+            continue;
+        }
+        if (!quoted && (c == ' ' || c == '\t' || c == '\n')) {
+            if (started)
+                result.push_back(std::move(current));
+            current.clear();
+            started = false;
+            continue;
+        }
+        if (!quoted && c == '"') {
+            quoted = true;
+            started = true;
+            continue;
+        }
+        if (c == '%' && (next == '%' || isLetter(next))) {
+            if (next == '%') {
+                current += '%';
+                started = true;
+            }
+            ++i;
+            continue;
+        }
+        current += c;
+        started = true;
+    }
+    if (quoted)
+        return std::nullopt;
+    if (started)
+        result.push_back(std::move(current));
+    if (result.empty())
+        return std::nullopt;
+    return result;
+}
+
+std::optional<std::string> contents(const std::string& path)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return std::nullopt;
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+bool isAbsolute(const char* path) { return path != nullptr && path[0] == '/'; }
+
+// $XDG_DATA_HOME, then $XDG_DATA_DIRS, with their defaults; relative paths
+// are to be ignored.
+std::vector<std::string> dataDirectories()
+{
+    std::vector<std::string> dirs;
+    if (const char* dataHome = std::getenv("XDG_DATA_HOME"); isAbsolute(dataHome))
+        dirs.emplace_back(dataHome);
+    else if (const std::string home = homeFolder(); !home.empty())
+        dirs.push_back(home + "/.local/share");
+
+    std::vector<std::string> shared;
+    std::string_view list = std::getenv("XDG_DATA_DIRS") ? std::getenv("XDG_DATA_DIRS") : "";
+    while (!list.empty()) {
+        const std::size_t colon = list.find(':');
+        const std::string dir(list.substr(0, colon));
+        list = colon == std::string_view::npos ? std::string_view() : list.substr(colon + 1);
+        if (isAbsolute(dir.c_str()))
+            shared.push_back(dir);
+    }
+    if (shared.empty())
+        shared = {"/usr/local/share", "/usr/share"};
+    dirs.insert(dirs.end(), shared.begin(), shared.end());
+    return dirs;
+}
+
+} // namespace
+
+std::string_view dockerDesktopID() { return "docker-desktop"; }
+
+std::optional<std::vector<std::string>> desktopApplicationCommand(std::string_view desktopID)
+{
+    return desktopApplicationCommand(desktopID, dataDirectories());
+}
+
+std::optional<std::vector<std::string>> desktopApplicationCommand(std::string_view desktopID,
+                                                                  const std::vector<std::string>& dataDirs)
+{
+    if (desktopID.empty() || desktopID.find('/') != std::string_view::npos)
+        return std::nullopt;
+    for (const std::string& dir : dataDirs) {
+        if (const std::optional<std::string> text =
+                contents(dir + "/applications/" + std::string(desktopID) + ".desktop"))
+            return desktopEntryCommand(*text);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::vector<std::string>> desktopEntryCommand(std::string_view entryText)
+{
+    const EntryGroup group = desktopEntryGroup(entryText);
+    if (group.hidden || !group.exec)
+        return std::nullopt;
+    return arguments(unescaped(*group.exec));
+}
+
+} // namespace tarno::Platform
