@@ -19,18 +19,6 @@ bool allAllowed(const std::vector<std::string>& paths)
     });
 }
 
-std::string quotedForShell(const std::string& path)
-{
-    std::string quoted = "'";
-    for (const char character : path) {
-        if (character == '\'')
-            quoted += "'\\''";
-        else
-            quoted += character;
-    }
-    return quoted + "'";
-}
-
 std::string appleScriptLiteral(const std::string& text)
 {
     std::string literal = "\"";
@@ -46,6 +34,18 @@ std::string appleScriptLiteral(const std::string& text)
 }
 
 } // namespace
+
+std::string quotedForShell(const std::string& path)
+{
+    std::string quoted = "'";
+    for (const char character : path) {
+        if (character == '\'')
+            quoted += "'\\''";
+        else
+            quoted += character;
+    }
+    return quoted + "'";
+}
 
 const std::set<std::string>& allowedPaths()
 {

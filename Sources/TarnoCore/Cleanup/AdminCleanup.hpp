@@ -11,6 +11,10 @@
 // whatever the catalog says.
 namespace tarno::AdminCleanup {
 
+// The path in single quotes for a POSIX shell, each single quote in it
+// written as '\''.
+std::string quotedForShell(const std::string& path);
+
 // Exact paths; a path below a member is not on the list.
 const std::set<std::string>& allowedPaths();
 

@@ -222,6 +222,13 @@ void syncFolder(const std::filesystem::path& folder)
 
 CleanupHistory::CleanupHistory(std::string_view home) : m_file(std::string(home) + std::string(historyPath)) {}
 
+CleanupHistory CleanupHistory::inFile(std::string file)
+{
+    CleanupHistory history;
+    history.m_file = std::move(file);
+    return history;
+}
+
 std::vector<CleanupRecord> CleanupHistory::load() const
 {
     const FileText file = readFile(m_file);

@@ -20,6 +20,9 @@ public:
     // The history of the user whose home folder this is.
     explicit CleanupHistory(std::string_view home);
 
+    // The history kept in another file, for a machine that is not this one.
+    static CleanupHistory inFile(std::string file);
+
     // home + "/Library/Application Support/Tarno/history.json"
     const std::string& file() const { return m_file; }
 
@@ -45,6 +48,8 @@ public:
     static std::optional<std::vector<CleanupRecord>> decode(std::string_view text);
 
 private:
+    CleanupHistory() = default;
+
     std::string m_file;
 };
 
