@@ -1,9 +1,28 @@
 #include "Tarno/AppModel.hpp"
 
+#include "TarnoCore/Cleanup/AdminCleanup.hpp"
+
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
+#include <cctype>
 #include <utility>
 
 namespace tarno {
 namespace {
+
+// Hands the result of background work to the context's thread through its
+// event loop, even when the work has already finished: no handler then runs
+// inside the call that started the work.
+template <typename T, typename Handler>
+void deliver(QObject* context, QFuture<T> future, Handler handler)
+{
+    future.then(context, [context, handler = std::move(handler)](T value) mutable {
+        QMetaObject::invokeMethod(
+            context, [handler = std::move(handler), value = std::move(value)]() mutable { handler(std::move(value)); },
+            Qt::QueuedConnection);
+    });
+}
 
 // Assigns and reports whether anything changed, so that a setter can emit
 // its signal only on a real change.
@@ -18,13 +37,349 @@ bool assign(T& field, T value)
 
 } // namespace
 
-AppModel::AppModel(CleanupEnvironment environment, QObject* parent)
+AppModel::AppModel(AppMachine machine, QObject* parent)
     : QObject(parent)
-    , m_environment(std::move(environment))
+    , m_machine(std::move(machine))
+    , m_guardian(m_machine.environment.home, "/Applications")
+    , m_history(CleanupHistory::inFile(m_machine.historyFile))
 {
+    // Four measurements, Docker's query, the tools' query and a catalog or a
+    // clean can be under way together.
+    m_workers.setMaxThreadCount(measuringWidth + 4);
+    m_historyQueue.setMaxThreadCount(1);
+    loadRecords();
 }
 
-AppModel::~AppModel() = default;
+AppModel::~AppModel()
+{
+    m_workers.clear();
+    m_workers.waitForDone();
+    m_historyQueue.waitForDone();
+}
+
+// MARK: History and disk
+
+void AppModel::loadRecords()
+{
+    deliver(this, QtConcurrent::run(&m_historyQueue, [history = m_history] { return history.load(); }),
+            [this](std::vector<CleanupRecord> records) { setRecords(std::move(records)); });
+}
+
+void AppModel::record(const CleanupRecord& record)
+{
+    auto appendAndLoad = [history = m_history, record] {
+        history.append(record);
+        return history.load();
+    };
+    deliver(this, QtConcurrent::run(&m_historyQueue, appendAndLoad),
+            [this](std::vector<CleanupRecord> records) { setRecords(std::move(records)); });
+}
+
+void AppModel::setRecords(std::vector<CleanupRecord> records)
+{
+    if (assign(m_records, std::move(records)))
+        Q_EMIT recordsChanged();
+}
+
+void AppModel::setDisk(std::optional<DiskUsage> disk)
+{
+    if (assign(m_disk, disk))
+        Q_EMIT diskChanged();
+}
+
+void AppModel::refreshDisk()
+{
+    const int generation = ++m_diskGeneration;
+    auto read = [disk = m_machine.disk, home = m_machine.environment.home] { return disk(home); };
+    deliver(this, QtConcurrent::run(&m_workers, read), [this, generation](std::optional<DiskUsage> reading) {
+        if (generation == m_diskGeneration)
+            setDisk(reading);
+    });
+}
+
+// MARK: Scan
+
+void AppModel::scan()
+{
+    if (m_cleanupPhase == CleanupPhase::scanning || m_cleanupPhase == CleanupPhase::cleaning)
+        return;
+    setCleanupPhase(CleanupPhase::scanning);
+    setItems({});
+    setSizes({});
+    setCleanSummary(std::nullopt);
+    refreshDisk();
+
+    m_catalogCount = 0;
+    m_nextToMeasure = 0;
+    m_measuringInFlight = 0;
+    m_extraItems.clear();
+    m_nextExtraItem = 0;
+
+    const CleanupEnvironment& env = m_machine.environment;
+    m_dockerQuery = QtConcurrent::run(&m_workers, [docker = env.docker] { return docker(); });
+    m_toolQuery = QtConcurrent::run(&m_workers, [toolItems = env.toolItems] { return toolItems(); });
+    auto readCatalog = [catalog = m_machine.catalog, hasFullDiskAccess = m_machine.hasFullDiskAccess, env] {
+        return CatalogReading{catalog(env), hasFullDiskAccess(env.home)};
+    };
+    deliver(this, QtConcurrent::run(&m_workers, readCatalog),
+            [this](CatalogReading reading) { catalogArrived(std::move(reading)); });
+}
+
+void AppModel::catalogArrived(CatalogReading reading)
+{
+    // Only what is safe and needs no password is picked for the user.
+    std::set<std::string> defaultSelection;
+    for (const CleanupItem& item : reading.items) {
+        if (item.safety == Safety::safe && !item.requiresAdmin)
+            defaultSelection.insert(item.id);
+    }
+    m_catalogCount = reading.items.size();
+    setItems(std::move(reading.items));
+    setSelection(std::move(defaultSelection));
+    setHasFullDiskAccess(reading.hasFullDiskAccess);
+    measureNextCatalogItems();
+}
+
+void AppModel::measureNextCatalogItems()
+{
+    while (m_measuringInFlight < measuringWidth && m_nextToMeasure < m_catalogCount) {
+        const CleanupItem& item = m_items[m_nextToMeasure++];
+        ++m_measuringInFlight;
+        deliver(this, QtConcurrent::run(&m_workers, [measure = m_machine.measure, item] { return measure(item); }),
+                [this, id = item.id](SizeResult size) { catalogItemMeasured(id, size); });
+    }
+    if (m_measuringInFlight == 0 && m_nextToMeasure == m_catalogCount)
+        collectExtraItems();
+}
+
+void AppModel::catalogItemMeasured(const std::string& id, const SizeResult& size)
+{
+    --m_measuringInFlight;
+    storeSize(id, size);
+    measureNextCatalogItems();
+}
+
+void AppModel::collectExtraItems()
+{
+    // Docker's items come first, then the tools', whichever answered first.
+    deliver(this, m_dockerQuery, [this](DockerStatus status) {
+        m_extraItems = Docker::cleanupItems(status);
+        setDockerStatus(std::move(status));
+        deliver(this, m_toolQuery, [this](std::vector<CleanupItem> toolItems) {
+            std::move(toolItems.begin(), toolItems.end(), std::back_inserter(m_extraItems));
+            measureNextExtraItem();
+        });
+    });
+}
+
+void AppModel::measureNextExtraItem()
+{
+    if (m_nextExtraItem == m_extraItems.size()) {
+        m_extraItems.clear();
+        setCleanupPhase(CleanupPhase::ready);
+        return;
+    }
+    const CleanupItem& item = m_extraItems[m_nextExtraItem++];
+    deliver(this, QtConcurrent::run(&m_workers, [measure = m_machine.measure, item] { return measure(item); }),
+            [this, item](SizeResult size) {
+                std::vector<CleanupItem> items = m_items;
+                items.push_back(item);
+                setItems(std::move(items));
+                storeSize(item.id, size);
+                if (item.safety == Safety::safe && !m_selection.contains(item.id)) {
+                    std::set<std::string> selection = m_selection;
+                    selection.insert(item.id);
+                    setSelection(std::move(selection));
+                }
+                measureNextExtraItem();
+            });
+}
+
+void AppModel::storeSize(const std::string& id, const SizeResult& size)
+{
+    auto [place, inserted] = m_sizes.try_emplace(id, size);
+    if (!inserted) {
+        if (place->second == size)
+            return;
+        place->second = size;
+    }
+    Q_EMIT sizesChanged();
+}
+
+// MARK: Clean
+
+void AppModel::clean()
+{
+    std::vector<CleanupItem> chosen = selectedItems();
+    if (m_cleanupPhase != CleanupPhase::ready || chosen.empty())
+        return;
+    setCleanupPhase(CleanupPhase::cleaning);
+    setCleanSummary(std::nullopt);
+    m_cleaningRun = CleaningRun{std::move(chosen), 0, {}};
+    cleanNextItem();
+}
+
+void AppModel::cleanNextItem()
+{
+    if (m_cleaningRun->next == m_cleaningRun->items.size()) {
+        finishClean();
+        return;
+    }
+    const CleanupItem item = m_cleaningRun->items[m_cleaningRun->next++];
+    setCleaningTitle(QString::fromStdString(item.title));
+    const auto known = m_sizes.find(item.id);
+    const std::int64_t before = known == m_sizes.end() ? 0 : known->second.bytes;
+
+    auto cleanAndMeasure = [perform = m_machine.perform, measure = m_machine.measure, guardian = m_guardian, item,
+                            before] {
+        ItemCleaned outcome{perform(guardian, item.action), {}};
+        // A size a tool reported cannot be measured again: all of it went,
+        // or, after a failure, all of it is taken to be still there.
+        if (item.knownBytes)
+            outcome.after.bytes = outcome.report.failures.empty() ? 0 : before;
+        else
+            outcome.after = measure(item);
+        return outcome;
+    };
+    deliver(this, QtConcurrent::run(&m_workers, cleanAndMeasure),
+            [this, item, before](ItemCleaned outcome) { itemCleaned(item, before, outcome); });
+}
+
+void AppModel::itemCleaned(const CleanupItem& item, std::int64_t before, const ItemCleaned& outcome)
+{
+    CleanSummary& summary = m_cleaningRun->summary;
+    const std::int64_t gain = std::max<std::int64_t>(0, before - outcome.after.bytes);
+    if (item.action.as<CleanupAction::Trash>() != nullptr)
+        summary.trashed += gain;
+    else
+        summary.freed += gain;
+    if (item.category == CleanupCategory::docker && item.knownBytes)
+        summary.insideDocker += gain;
+    summary.failures.insert(summary.failures.end(), outcome.report.failures.begin(), outcome.report.failures.end());
+    storeSize(item.id, outcome.after);
+    cleanNextItem();
+}
+
+void AppModel::finishClean()
+{
+    CleaningRun run = std::move(*m_cleaningRun);
+    m_cleaningRun.reset();
+
+    setCleaningTitle(std::nullopt);
+    setCleanSummary(run.summary);
+    setCleanupPhase(CleanupPhase::ready);
+    refreshDisk();
+
+    CleanupRecord entry;
+    entry.date = std::chrono::system_clock::now();
+    entry.source = "Cleanup";
+    entry.freedBytes = run.summary.freed + run.summary.trashed;
+    for (const CleanupItem& item : run.items)
+        entry.items.push_back(item.title);
+    entry.failures = static_cast<int>(run.summary.failures.size());
+    record(entry);
+}
+
+void AppModel::cleanWithPassword(const CleanupItem& item)
+{
+    if (m_cleanupPhase != CleanupPhase::ready)
+        return;
+    const std::vector<std::string> paths = item.action.paths();
+    if (!AdminCleanup::command(paths))
+        return;
+    setCleanupPhase(CleanupPhase::cleaning);
+    setCleaningTitle(QString::fromStdString(item.title));
+    const auto known = m_sizes.find(item.id);
+    const std::int64_t before = known == m_sizes.end() ? 0 : known->second.bytes;
+
+    std::string lowerTitle = item.title;
+    std::transform(lowerTitle.begin(), lowerTitle.end(), lowerTitle.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    const std::string prompt = "Tarno needs your password to delete " + lowerTitle + ".";
+
+    struct Outcome {
+        std::optional<std::string> message;
+        SizeResult after;
+    };
+    auto removeAndMeasure = [remove = m_machine.removeAsAdministrator, measure = m_machine.measure, paths, prompt,
+                             item] { return Outcome{remove(paths, prompt), measure(item)}; };
+    deliver(this, QtConcurrent::run(&m_workers, removeAndMeasure), [this, item, before, paths](Outcome outcome) {
+        storeSize(item.id, outcome.after);
+        setCleaningTitle(std::nullopt);
+        setCleanupPhase(CleanupPhase::ready);
+        if (!outcome.message) {
+            const std::int64_t freed = std::max<std::int64_t>(0, before - outcome.after.bytes);
+            setCleanSummary(CleanSummary{.freed = freed, .trashed = 0, .insideDocker = 0, .failures = {}});
+            record(CleanupRecord{std::chrono::system_clock::now(), "Cleanup", freed, {item.title}, 0});
+        } else if (*outcome.message != "cancelled") {
+            // A cancelled prompt leaves no trace; any other answer is the item's one failure.
+            const std::string path = paths.empty() ? item.title : paths.front();
+            setCleanSummary(
+                CleanSummary{.freed = 0, .trashed = 0, .insideDocker = 0, .failures = {{path, *outcome.message}}});
+        }
+        refreshDisk();
+    });
+}
+
+// MARK: Derived views
+
+std::vector<CleanupItem> AppModel::visibleItems() const
+{
+    std::vector<CleanupItem> visible;
+    for (const CleanupItem& item : m_items) {
+        const auto size = m_sizes.find(item.id);
+        if (size != m_sizes.end() && size->second.bytes >= item.minimumBytesToShow)
+            visible.push_back(item);
+    }
+    return visible;
+}
+
+std::vector<CleanupCategory> AppModel::categories() const
+{
+    const std::vector<CleanupItem> visible = visibleItems();
+    std::vector<CleanupCategory> present;
+    for (CleanupCategory category : allCleanupCategories) {
+        if (std::any_of(visible.begin(), visible.end(), [category](const CleanupItem& item) { return item.category == category; }))
+            present.push_back(category);
+    }
+    return present;
+}
+
+std::vector<CleanupItem> AppModel::items(CleanupCategory category) const
+{
+    std::vector<CleanupItem> inCategory = visibleItems();
+    std::erase_if(inCategory, [category](const CleanupItem& item) { return item.category != category; });
+    return inCategory;
+}
+
+std::vector<CleanupItem> AppModel::selectedItems() const
+{
+    std::vector<CleanupItem> selected = visibleItems();
+    std::erase_if(selected, [this](const CleanupItem& item) { return item.requiresAdmin || !m_selection.contains(item.id); });
+    return selected;
+}
+
+std::int64_t AppModel::safeBytes() const
+{
+    std::int64_t total = 0;
+    for (const CleanupItem& item : visibleItems()) {
+        if (item.safety == Safety::safe && !item.requiresAdmin)
+            total += m_sizes.at(item.id).bytes;
+    }
+    return total;
+}
+
+const CleanupItem* AppModel::item(const std::string& id) const
+{
+    const auto found = std::find_if(m_items.begin(), m_items.end(), [&id](const CleanupItem& item) { return item.id == id; });
+    return found == m_items.end() ? nullptr : &*found;
+}
+
+void AppModel::setCleanSummary(std::optional<CleanSummary> summary)
+{
+    if (assign(m_cleanSummary, std::move(summary)))
+        Q_EMIT cleanSummaryChanged();
+}
 
 void AppModel::setSection(std::optional<Section> section)
 {

@@ -1,12 +1,21 @@
 #pragma once
 
-#include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
-#include "TarnoCore/Cleanup/CleanupItem.hpp"
-#include "TarnoCore/Cleanup/Tools/Docker.hpp"
-#include "TarnoCore/Foundation/SizeScanner.hpp"
+#include "Tarno/AppMachine.hpp"
 
+#include "TarnoCore/Cleanup/CleanSummary.hpp"
+#include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
+#include "TarnoCore/Cleanup/CleanupHistory.hpp"
+#include "TarnoCore/Cleanup/CleanupItem.hpp"
+#include "TarnoCore/Cleanup/CleanupRecord.hpp"
+#include "TarnoCore/Cleanup/Tools/Docker.hpp"
+#include "TarnoCore/Foundation/PathGuard.hpp"
+#include "TarnoCore/Foundation/SizeScanner.hpp"
+#include "TarnoCore/Performance/DiskUsage.hpp"
+
+#include <QFuture>
 #include <QObject>
 #include <QString>
+#include <QThreadPool>
 #include <QtQml/qqmlregistration.h>
 
 #include <array>
@@ -19,8 +28,9 @@
 
 namespace tarno {
 
-// The one application object: the state the screens share. It lives on the
-// main thread for the whole process.
+// The one application object: the state the screens share, and the cleanup
+// flow from scan to history. It lives on the main thread; slow work runs on
+// its own pool and hands values back to the main thread.
 class AppModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -48,10 +58,48 @@ public:
     enum class SearchPhase { idle, searching, ready };
     Q_ENUM(SearchPhase)
 
-    explicit AppModel(CleanupEnvironment environment, QObject* parent = nullptr);
+    // At most this many items are measured at once, whatever the machine.
+    static constexpr int measuringWidth = 4;
+
+    explicit AppModel(AppMachine machine, QObject* parent = nullptr);
+    // Waits for the work under way: a measurement, or a tool up to its time-out.
     ~AppModel() override;
 
-    const CleanupEnvironment& environment() const { return m_environment; }
+    const AppMachine& machine() const { return m_machine; }
+    const CleanupEnvironment& environment() const { return m_machine.environment; }
+    const PathGuard& guardian() const { return m_guardian; }
+    const CleanupHistory& history() const { return m_history; }
+
+    // The history, newest first; empty until it has been read.
+    const std::vector<CleanupRecord>& records() const { return m_records; }
+    // Appends to the history and then reads it back into records.
+    void record(const CleanupRecord& record);
+
+    const std::optional<DiskUsage>& disk() const { return m_disk; }
+    void setDisk(std::optional<DiskUsage> disk);
+    // Reads the home folder's volume again.
+    Q_INVOKABLE void refreshDisk();
+
+    // Starts a scan unless one or a clean is under way.
+    Q_INVOKABLE void scan();
+    // Cleans the selected items, one after another.
+    Q_INVOKABLE void clean();
+    // Removes one item that belongs to root after the password prompt.
+    void cleanWithPassword(const CleanupItem& item);
+
+    // Items measured at least at their minimum size, in order.
+    std::vector<CleanupItem> visibleItems() const;
+    // The categories that have visible items, in the categories' order.
+    std::vector<CleanupCategory> categories() const;
+    std::vector<CleanupItem> items(CleanupCategory category) const;
+    // Visible, selected items that need no administrator.
+    std::vector<CleanupItem> selectedItems() const;
+    // What the safe items that need no administrator weigh.
+    std::int64_t safeBytes() const;
+    const CleanupItem* item(const std::string& id) const;
+
+    const std::optional<CleanSummary>& cleanSummary() const { return m_cleanSummary; }
+    void setCleanSummary(std::optional<CleanSummary> summary);
 
     std::optional<Section> section() const { return m_section; }
     void setSection(std::optional<Section> section);
@@ -113,9 +161,43 @@ Q_SIGNALS:
     void largeFilePhaseChanged();
     void filesExaminedChanged();
     void largeFileThresholdChanged();
+    void recordsChanged();
+    void diskChanged();
+    void cleanSummaryChanged();
 
 private:
-    CleanupEnvironment m_environment;
+    struct CatalogReading {
+        std::vector<CleanupItem> items;
+        bool hasFullDiskAccess = true;
+    };
+    struct CleaningRun {
+        std::vector<CleanupItem> items;
+        std::size_t next = 0;
+        CleanSummary summary;
+    };
+    struct ItemCleaned {
+        CleanReport report;
+        SizeResult after;
+    };
+
+    void catalogArrived(CatalogReading reading);
+    void measureNextCatalogItems();
+    void catalogItemMeasured(const std::string& id, const SizeResult& size);
+    void collectExtraItems();
+    void measureNextExtraItem();
+    void cleanNextItem();
+    void itemCleaned(const CleanupItem& item, std::int64_t before, const ItemCleaned& outcome);
+    void finishClean();
+    void storeSize(const std::string& id, const SizeResult& size);
+    void loadRecords();
+    void setRecords(std::vector<CleanupRecord> records);
+
+    AppMachine m_machine;
+    PathGuard m_guardian;
+    CleanupHistory m_history;
+    std::vector<CleanupRecord> m_records;
+    std::optional<DiskUsage> m_disk;
+    std::optional<CleanSummary> m_cleanSummary;
     std::optional<Section> m_section = Section::overview;
     PerformanceTab m_performanceTab = PerformanceTab::apps;
     bool m_isConfirmingClean = false;
@@ -129,6 +211,26 @@ private:
     SearchPhase m_largeFilePhase = SearchPhase::idle;
     std::int64_t m_filesExamined = 0;
     std::int64_t m_largeFileThreshold = 500'000'000;
+
+    // The scan's bookkeeping: catalog items measured so far and in flight,
+    // the tools asked beside them, the extra items still to measure.
+    std::size_t m_catalogCount = 0;
+    std::size_t m_nextToMeasure = 0;
+    int m_measuringInFlight = 0;
+    QFuture<DockerStatus> m_dockerQuery;
+    QFuture<std::vector<CleanupItem>> m_toolQuery;
+    std::vector<CleanupItem> m_extraItems;
+    std::size_t m_nextExtraItem = 0;
+    std::optional<CleaningRun> m_cleaningRun;
+    // Readings of the disk may come back out of order; only the newest counts.
+    int m_diskGeneration = 0;
+
+    // The measuring group, the tool queries and the cleaning share one pool
+    // wide enough for all of them at once, whatever the number of cores.
+    // Tasks hold copies of the machine's callables, never the model's members.
+    QThreadPool m_workers;
+    // History reads and writes, one at a time.
+    QThreadPool m_historyQueue;
 };
 
 inline constexpr std::array allSections = {

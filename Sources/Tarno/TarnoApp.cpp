@@ -23,13 +23,14 @@ bool systemPaletteIsDark()
 } // namespace
 
 TarnoApp::TarnoApp(LaunchOptions options, QObject* parent)
-    : TarnoApp(std::move(options), Preferences::standardStore(), [] { return CleanupEnvironment::live(); }, parent)
+    : TarnoApp(std::move(options), Preferences::standardStore(),
+               [] { return AppMachine::live(CleanupEnvironment::live()); }, parent)
 {
 }
 
 TarnoApp::TarnoApp(LaunchOptions options,
                    std::unique_ptr<QSettings> store,
-                   const std::function<CleanupEnvironment()>& makeEnvironment,
+                   const std::function<AppMachine()>& makeMachine,
                    QObject* parent)
     : QObject(parent)
     , m_options(std::move(options))
@@ -42,7 +43,7 @@ TarnoApp::TarnoApp(LaunchOptions options,
     Preference::registerDefaults(*m_preferences);
     Preference::showMenuBarItemIfWanted(*m_preferences);
 
-    m_model = new AppModel(makeEnvironment(), this);
+    m_model = new AppModel(makeMachine(), this);
 
     // No updater is built: Linux has no update framework for the application
     // to drive, so there is nothing to check for updates with.
@@ -78,6 +79,10 @@ void TarnoApp::mainContentAppeared()
         m_model->setSection(*m_options.section);
     if (m_options.appearance)
         setDarkAppearance(*m_options.appearance == LaunchOptions::Appearance::dark);
+    m_model->refreshDisk();
+    // The first scan starts by itself, whichever section is shown.
+    if (m_model->cleanupPhase() == AppModel::CleanupPhase::idle)
+        m_model->scan();
 }
 
 void TarnoApp::showMainWindow()

@@ -4,7 +4,7 @@
 #include "Tarno/LaunchOptions.hpp"
 #include "Tarno/Preferences.hpp"
 
-#include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
+#include "Tarno/AppMachine.hpp"
 
 #include <QObject>
 #include <QPointer>
@@ -33,11 +33,12 @@ class TarnoApp : public QObject {
     Q_PROPERTY(bool darkAppearance READ darkAppearance WRITE setDarkAppearance NOTIFY darkAppearanceChanged)
 
 public:
-    // This machine: the user's own preference store and the live environment.
+    // This machine: the user's own preference store and the live machine.
     explicit TarnoApp(LaunchOptions options, QObject* parent = nullptr);
+    // makeMachine runs after the preferences are registered.
     TarnoApp(LaunchOptions options,
              std::unique_ptr<QSettings> store,
-             const std::function<CleanupEnvironment()>& makeEnvironment,
+             const std::function<AppMachine()>& makeMachine,
              QObject* parent = nullptr);
     ~TarnoApp() override;
 
@@ -52,7 +53,8 @@ public:
     QQuickWindow* loadMainWindow(QQmlApplicationEngine& engine);
     QQuickWindow* mainWindow() const { return m_mainWindow; }
 
-    // The main window's content calls this when it first appears; later calls do nothing.
+    // The main window's content calls this when it first appears: the launch
+    // options, a disk reading and the first scan. Later calls do nothing.
     Q_INVOKABLE void mainContentAppeared();
     // Brings the main window forward, open again if it was closed.
     Q_INVOKABLE void showMainWindow();

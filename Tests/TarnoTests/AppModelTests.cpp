@@ -21,7 +21,7 @@ SizeResult sizeOf(std::int64_t bytes)
 
 TEST(AppModel, StartsWithTheInitialValues)
 {
-    AppModel model(CleanupEnvironment::empty("/home/someone"));
+    AppModel model(AppMachine::live(CleanupEnvironment::empty("/home/someone")));
     EXPECT_EQ(model.environment().home, "/home/someone");
     EXPECT_EQ(model.section(), Section::overview);
     EXPECT_EQ(model.performanceTab(), AppModel::PerformanceTab::apps);
@@ -54,7 +54,7 @@ void expectSignalOnlyOnChange(AppModel& model, void (AppModel::*signal)(), const
 
 TEST(AppModel, PropertiesSignalOnlyOnRealChange)
 {
-    AppModel model(CleanupEnvironment::empty("/home/someone"));
+    AppModel model(AppMachine::live(CleanupEnvironment::empty("/home/someone")));
     CleanupItem item;
     item.id = "xcode.derivedData";
     item.title = "Derived data";
@@ -100,7 +100,7 @@ TEST(AppModel, PropertiesSignalOnlyOnRealChange)
 
 TEST(AppModel, SectionNumbersAsQmlSeesThem)
 {
-    AppModel model(CleanupEnvironment::empty("/home/someone"));
+    AppModel model(AppMachine::live(CleanupEnvironment::empty("/home/someone")));
     EXPECT_EQ(model.sectionNumber(), 0);
 
     model.setSectionNumber(3);

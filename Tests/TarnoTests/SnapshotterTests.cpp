@@ -41,7 +41,7 @@ TEST(Snapshotter, RendersEverySectionToItsOwnImage)
     TemporaryFolder folder;
     const std::string home = folder.makeFolder("home");
     TarnoApp app({}, std::make_unique<QSettings>(QString::fromStdString(folder / "Tarno.conf"), QSettings::IniFormat),
-                 [&] { return CleanupEnvironment::empty(home); });
+                 [&] { return AppMachine::live(CleanupEnvironment::empty(home)); });
     QQmlApplicationEngine engine;
     QQuickWindow* window = app.loadMainWindow(engine);
     ASSERT_NE(window, nullptr);

@@ -19,10 +19,12 @@ using test::TemporaryFolder;
 
 class TarnoAppTest : public testing::Test {
 protected:
+    TarnoAppTest() { m_folder.makeFolder("home"); }
+
     std::unique_ptr<TarnoApp> makeApp(LaunchOptions options)
     {
         return std::make_unique<TarnoApp>(std::move(options), std::make_unique<QSettings>(storePath(), QSettings::IniFormat),
-                                          [this] { return CleanupEnvironment::empty(m_folder / "home"); });
+                                          [this] { return AppMachine::live(CleanupEnvironment::empty(m_folder / "home")); });
     }
     QString storePath() const { return QString::fromStdString(m_folder / "Tarno.conf"); }
 
@@ -55,6 +57,11 @@ TEST_F(TarnoAppTest, LaunchOptionsApplyOnceWhenTheContentFirstAppears)
     app->mainContentAppeared();
     EXPECT_EQ(app->model()->section(), Section::cleanup);
     EXPECT_TRUE(app->darkAppearance());
+    // The first scan starts by itself, with a reading of the disk.
+    EXPECT_EQ(app->model()->cleanupPhase(), AppModel::CleanupPhase::scanning);
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return app->model()->cleanupPhase() == AppModel::CleanupPhase::ready && app->model()->disk().has_value();
+    }, 30'000));
 
     app->model()->setSection(Section::projects);
     app->setDarkAppearance(false);
