@@ -33,7 +33,7 @@ QVariant SidebarModel::data(const QModelIndex& index, int role) const
     case Qt::DisplayRole:
     case TitleRole: return tarno::title(section);
     case SymbolRole: return tarno::symbol(section);
-    case RawValueRole: return rawValue(section);
+    case RawValueRole: return tarno::rawValue(section);
     case SectionRole: return static_cast<int>(section);
     default: return {};
     }
@@ -59,6 +59,12 @@ QString SidebarModel::symbol(int section) const
 {
     const std::optional<AppModel::Section> found = sectionNumbered(section);
     return found ? tarno::symbol(*found) : QString();
+}
+
+QString SidebarModel::rawValue(int section) const
+{
+    const std::optional<AppModel::Section> found = sectionNumbered(section);
+    return found ? tarno::rawValue(*found) : QString();
 }
 
 } // namespace tarno

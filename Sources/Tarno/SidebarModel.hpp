@@ -28,6 +28,7 @@ public:
     // The title and symbol of the section with this number; empty for no section.
     Q_INVOKABLE QString title(int section) const;
     Q_INVOKABLE QString symbol(int section) const;
+    Q_INVOKABLE QString rawValue(int section) const;
 };
 
 } // namespace tarno

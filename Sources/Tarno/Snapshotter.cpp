@@ -34,6 +34,57 @@ Snapshotter::Snapshotter(QQuickWindow* window, AppModel* model, QString folder, 
     }
 }
 
+std::vector<Snapshotter::Shot> Snapshotter::shots()
+{
+    std::vector<Shot> list;
+    for (AppModel::Section section : allSections)
+        list.push_back({rawValue(section), [section](AppModel& model) { model.setSection(section); }});
+
+    // The Cleanup screen's other states, staged from what the scan found.
+    list.push_back({QStringLiteral("cleanup-confirmation"), [](AppModel& model) {
+                        model.setSection(AppModel::Section::cleanup);
+                        model.setConfirmingClean(true);
+                    }});
+    list.push_back({QStringLiteral("cleanup-cleaning"), [](AppModel& model) {
+                        model.setConfirmingClean(false);
+                        const std::vector<CleanupItem> selected = model.selectedItems();
+                        model.setCleanupPhase(AppModel::CleanupPhase::cleaning);
+                        if (!selected.empty())
+                            model.setCleaningTitle(QString::fromStdString(selected.front().title));
+                    }});
+    list.push_back({QStringLiteral("cleanup-summary"), [](AppModel& model) {
+                        // What cleaning the selection would report, with one
+                        // refusal to show how failures read.
+                        CleanSummary summary;
+                        for (const CleanupItem& item : model.selectedItems()) {
+                            const std::int64_t bytes = model.sizes().at(item.id).bytes;
+                            (item.action.as<CleanupAction::Trash>() ? summary.trashed : summary.freed) += bytes;
+                        }
+                        summary.failures.push_back(
+                            {model.environment().home + "/Library/Caches/com.example.Busy/lock.db",
+                             "permission denied"});
+                        model.setCleaningTitle(std::nullopt);
+                        model.setCleanupPhase(AppModel::CleanupPhase::ready);
+                        model.setCleanSummary(summary);
+                    }});
+    list.push_back({QStringLiteral("cleanup-empty"), [](AppModel& model) {
+                        model.setCleanSummary(std::nullopt);
+                        model.setSizes({});
+                    }});
+    list.push_back({QStringLiteral("cleanup-scanning"), [](AppModel& model) {
+                        model.setCleanupPhase(AppModel::CleanupPhase::scanning);
+                    }});
+    return list;
+}
+
+QStringList Snapshotter::names()
+{
+    QStringList list;
+    for (const Shot& shot : shots())
+        list.append(shot.name);
+    return list;
+}
+
 void Snapshotter::start()
 {
     if (!m_window || !m_model) {
@@ -44,17 +95,38 @@ void Snapshotter::start()
         finish(false, QStringLiteral("Could not make the folder %1.").arg(m_folder));
         return;
     }
+    m_shots = shots();
     m_next = 0;
+    m_started = false;
+    // The pictures show what the first scan found, so they wait for it.
+    if (m_model->cleanupPhase() == AppModel::CleanupPhase::ready) {
+        begin();
+        return;
+    }
+    connect(m_model, &AppModel::cleanupPhaseChanged, this, [this] {
+        if (m_model->cleanupPhase() == AppModel::CleanupPhase::ready)
+            begin();
+    });
+    if (m_model->cleanupPhase() == AppModel::CleanupPhase::idle)
+        m_model->scan();
+}
+
+void Snapshotter::begin()
+{
+    if (m_started)
+        return;
+    m_started = true;
+    disconnect(m_model, &AppModel::cleanupPhaseChanged, this, nullptr);
     showNext();
 }
 
 void Snapshotter::showNext()
 {
-    if (m_next == allSections.size()) {
+    if (m_next == m_shots.size()) {
         finish(true, {});
         return;
     }
-    m_model->setSection(allSections[m_next]);
+    m_shots[m_next].stage(*m_model);
     m_waitingForFrame = true;
     m_frameTimeout.start();
     m_window->update();
@@ -71,7 +143,7 @@ void Snapshotter::capture()
         return;
     }
 
-    const QString path = QDir(m_folder).filePath(rawValue(allSections[m_next]) + QStringLiteral(".png"));
+    const QString path = QDir(m_folder).filePath(m_shots[m_next].name + QStringLiteral(".png"));
     const QImage image = m_window->grabWindow();
     if (image.isNull() || !image.save(path, "PNG")) {
         finish(false, QStringLiteral("Could not write %1.").arg(path));

@@ -7,28 +7,42 @@
 #include <QTimer>
 
 #include <cstddef>
-
+#include <functional>
+#include <vector>
 
 namespace tarno {
 
 class AppModel;
 
-// Renders the main window once per section into <folder>/<section raw value>.png:
-// selects the section, waits for the frame, grabs the window and saves it.
+// Renders the main window to PNG files once the first scan is ready: each
+// section as <section raw value>.png, then the Cleanup screen in its other
+// states (cleanup-confirmation, -cleaning, -summary, -empty, -scanning).
+// Those states are staged on the model for the picture: nothing is removed.
 class Snapshotter : public QObject {
     Q_OBJECT
 
 public:
     Snapshotter(QQuickWindow* window, AppModel* model, QString folder, QObject* parent = nullptr);
 
-    // Makes the folder if needed and works through the sections; finished follows.
+    // Makes the folder if needed, waits for the scan and works through the
+    // pictures; finished follows.
     void start();
+
+    // The file names, without ".png", in the order they are written.
+    static QStringList names();
 
 Q_SIGNALS:
     // message says what went wrong when succeeded is false.
     void finished(bool succeeded, const QString& message);
 
 private:
+    struct Shot {
+        QString name;
+        std::function<void(AppModel&)> stage;
+    };
+    static std::vector<Shot> shots();
+
+    void begin();
     void showNext();
     void capture();
     void finish(bool succeeded, const QString& message);
@@ -36,8 +50,10 @@ private:
     QPointer<QQuickWindow> m_window;
     QPointer<AppModel> m_model;
     QString m_folder;
+    std::vector<Shot> m_shots;
     std::size_t m_next = 0;
     bool m_waitingForFrame = false;
+    bool m_started = false;
     QTimer m_frameTimeout;
 };
 

@@ -34,6 +34,7 @@ constexpr std::array entries = {
     // Buttons, banners and states.
     Entry{L("arrow.clockwise"), L("view-refresh-symbolic")},
     Entry{L("lock"), L("changes-prevent-symbolic")},
+    Entry{L("checkmark"), L("object-select-symbolic")},
     Entry{L("checkmark.circle"), L("emblem-ok-symbolic")},
     Entry{L("checkmark.circle.fill"), L("emblem-default-symbolic")},
     Entry{L("exclamationmark.triangle.fill"), L("dialog-warning-symbolic")},

@@ -48,6 +48,23 @@ QtObject {
         return Qt.rgba(tint.r, tint.g, tint.b, dark ? strength * 1.6 : strength)
     }
 
+    readonly property color positive: green
+    readonly property color warning: orange
+    readonly property color danger: "#ef4444"
+
+    // A colour of the kit by its name, as models give them.
+    function tone(name) {
+        const tones = { "blue": blue, "violet": violet, "teal": teal, "orange": orange, "pink": pink,
+                        "indigo": indigo, "green": green, "red": danger }
+        return tones[name] !== undefined ? tones[name] : accent
+    }
+
+    // Each cleanup category keeps its own hue, in the categories' order.
+    function categoryTint(category) {
+        const tints = [blue, green, orange, teal, indigo, violet, pink, blue, teal, violet, orange]
+        return category >= 0 && category < tints.length ? tints[category] : accent
+    }
+
     // Each sidebar section keeps its own hue wherever it shows.
     function sectionTint(section) {
         const tints = [blue, teal, violet, orange, pink, indigo, green]

@@ -123,11 +123,23 @@ Item {
             Layout.fillHeight: true
             color: Theme.background
 
-            SectionTitleView {
+            Loader {
                 anchors.fill: parent
-                title: sections.title(content.model.shownSection)
-                symbol: sections.symbol(content.model.shownSection)
-                tint: Theme.sectionTint(content.model.shownSection)
+                sourceComponent: sections.rawValue(content.model.shownSection) === "cleanup" ? cleanupScreen : titleScreen
+            }
+            Component {
+                id: cleanupScreen
+                CleanupView {
+                    model: content.model
+                }
+            }
+            Component {
+                id: titleScreen
+                SectionTitleView {
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                }
             }
         }
     }
