@@ -8,6 +8,10 @@ Item {
     id: view
 
     required property AppModel model
+    // The section's title, symbol and hue, as the sidebar shows them.
+    property string title
+    property string symbol
+    property color tint: Theme.accent
 
     CleanupScreen {
         id: cleanupScreen
@@ -34,13 +38,13 @@ Item {
             spacing: Theme.spacingMedium
 
             IconChip {
-                symbol: "sparkles"
-                tint: Theme.sectionTint(1)
+                symbol: view.symbol
+                tint: view.tint
                 size: 36
             }
             Label {
                 Layout.fillWidth: true
-                text: "Cleanup"
+                text: view.title
                 font.pixelSize: Theme.titleSize
                 font.weight: Font.Bold
                 color: Theme.text

@@ -131,6 +131,9 @@ Item {
                 id: cleanupScreen
                 CleanupView {
                     model: content.model
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
                 }
             }
             Component {
