@@ -146,12 +146,12 @@ CleanupScreen::State CleanupScreen::currentState() const
     if (visible.empty() && !summary) {
         if (phase == AppModel::CleanupPhase::ready) {
             state.content = Content::Empty;
-            state.placeholderTitle = QStringLiteral("Nothing to clean");
-            state.placeholderSymbol = QStringLiteral("checkmark.circle");
-            state.placeholderText = QStringLiteral("Tarno found no caches or leftovers worth removing.");
+            state.stateTitle = QStringLiteral("Nothing to clean");
+            state.stateSymbol = QStringLiteral("checkmark.circle");
+            state.stateText = QStringLiteral("Tarno found no caches or leftovers worth removing.");
         } else {
             state.content = Content::Spinner;
-            state.placeholderText = QStringLiteral("Looking for things to clean…");
+            state.stateText = QStringLiteral("Looking for things to clean…");
         }
     } else {
         state.content = Content::List;

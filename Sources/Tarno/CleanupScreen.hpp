@@ -27,9 +27,10 @@ class CleanupScreen : public QObject {
     Q_PROPERTY(tarno::CleanupRows* rows READ rows CONSTANT)
 
     Q_PROPERTY(Content content READ content NOTIFY changed)
-    Q_PROPERTY(QString placeholderTitle READ placeholderTitle NOTIFY changed)
-    Q_PROPERTY(QString placeholderSymbol READ placeholderSymbol NOTIFY changed)
-    Q_PROPERTY(QString placeholderText READ placeholderText NOTIFY changed)
+    // The words of the spinner or of the empty state, when the list is not shown.
+    Q_PROPERTY(QString stateTitle READ stateTitle NOTIFY changed)
+    Q_PROPERTY(QString stateSymbol READ stateSymbol NOTIFY changed)
+    Q_PROPERTY(QString stateText READ stateText NOTIFY changed)
 
     Q_PROPERTY(QString rescanLabel READ rescanLabel CONSTANT)
     Q_PROPERTY(bool rescanEnabled READ rescanEnabled NOTIFY changed)
@@ -77,9 +78,9 @@ public:
     CleanupRows* rows() const { return m_rows; }
 
     Content content() const { return m_state.content; }
-    QString placeholderTitle() const { return m_state.placeholderTitle; }
-    QString placeholderSymbol() const { return m_state.placeholderSymbol; }
-    QString placeholderText() const { return m_state.placeholderText; }
+    QString stateTitle() const { return m_state.stateTitle; }
+    QString stateSymbol() const { return m_state.stateSymbol; }
+    QString stateText() const { return m_state.stateText; }
 
     QString rescanLabel() const { return QStringLiteral("Rescan"); }
     bool rescanEnabled() const { return m_state.rescanEnabled; }
@@ -149,9 +150,9 @@ Q_SIGNALS:
 private:
     struct State {
         Content content = Content::Spinner;
-        QString placeholderTitle;
-        QString placeholderSymbol;
-        QString placeholderText;
+        QString stateTitle;
+        QString stateSymbol;
+        QString stateText;
         bool rescanEnabled = false;
         bool showsSummary = false;
         QString summarySymbol;

@@ -112,7 +112,7 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
 {
     // Before the first scan: counting from nothing.
     EXPECT_EQ(screen.content(), Content::Spinner);
-    EXPECT_EQ(screen.placeholderText(), QStringLiteral("Looking for things to clean…"));
+    EXPECT_EQ(screen.stateText(), QStringLiteral("Looking for things to clean…"));
     EXPECT_TRUE(screen.footerIsBusy());
     EXPECT_EQ(screen.footerText(), QStringLiteral("Measuring 0 of 0…"));
     EXPECT_TRUE(screen.rescanEnabled());
@@ -131,9 +131,9 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
     model->setSizes(sizesOf({{archives.id, 0}}));
     model->setCleanupPhase(Phase::ready);
     EXPECT_EQ(screen.content(), Content::Empty);
-    EXPECT_EQ(screen.placeholderTitle(), QStringLiteral("Nothing to clean"));
-    EXPECT_EQ(screen.placeholderSymbol(), QStringLiteral("checkmark.circle"));
-    EXPECT_EQ(screen.placeholderText(), QStringLiteral("Tarno found no caches or leftovers worth removing."));
+    EXPECT_EQ(screen.stateTitle(), QStringLiteral("Nothing to clean"));
+    EXPECT_EQ(screen.stateSymbol(), QStringLiteral("checkmark.circle"));
+    EXPECT_EQ(screen.stateText(), QStringLiteral("Tarno found no caches or leftovers worth removing."));
     EXPECT_EQ(screen.footerText(), QStringLiteral("0 items selected"));
     EXPECT_TRUE(screen.rescanEnabled());
     model->setCleanSummary(summaryOf(3'000'000));

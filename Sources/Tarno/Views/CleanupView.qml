@@ -76,7 +76,7 @@ Item {
                 }
                 Label {
                     Layout.alignment: Qt.AlignHCenter
-                    text: cleanupScreen.placeholderText
+                    text: cleanupScreen.stateText
                     color: Theme.secondaryText
                 }
             }
@@ -87,20 +87,20 @@ Item {
                 spacing: Theme.spacingMedium
                 IconChip {
                     Layout.alignment: Qt.AlignHCenter
-                    symbol: cleanupScreen.placeholderSymbol
+                    symbol: cleanupScreen.stateSymbol
                     tint: Theme.positive
                     size: 64
                 }
                 Label {
                     Layout.alignment: Qt.AlignHCenter
-                    text: cleanupScreen.placeholderTitle
+                    text: cleanupScreen.stateTitle
                     font.pixelSize: Theme.headlineSize + 3
                     font.weight: Font.DemiBold
                     color: Theme.text
                 }
                 Label {
                     Layout.alignment: Qt.AlignHCenter
-                    text: cleanupScreen.placeholderText
+                    text: cleanupScreen.stateText
                     color: Theme.secondaryText
                 }
             }
