@@ -227,8 +227,7 @@ void AppModel::cleanNextItem()
     }
     const CleanupItem item = m_cleaningRun->items[m_cleaningRun->next++];
     setCleaningTitle(QString::fromStdString(item.title));
-    const auto known = m_sizes.find(item.id);
-    const std::int64_t before = known == m_sizes.end() ? 0 : known->second.bytes;
+    const std::int64_t before = measuredBytes(item.id);
 
     auto cleanAndMeasure = [perform = m_machine.perform, measure = m_machine.measure, guardian = m_guardian, item,
                             before] {
@@ -289,8 +288,7 @@ void AppModel::cleanWithPassword(const CleanupItem& item)
         return;
     setCleanupPhase(CleanupPhase::cleaning);
     setCleaningTitle(QString::fromStdString(item.title));
-    const auto known = m_sizes.find(item.id);
-    const std::int64_t before = known == m_sizes.end() ? 0 : known->second.bytes;
+    const std::int64_t before = measuredBytes(item.id);
 
     std::string lowerTitle = item.title;
     std::transform(lowerTitle.begin(), lowerTitle.end(), lowerTitle.begin(),
@@ -364,9 +362,15 @@ std::int64_t AppModel::safeBytes() const
     std::int64_t total = 0;
     for (const CleanupItem& item : visibleItems()) {
         if (item.safety == Safety::safe && !item.requiresAdmin)
-            total += m_sizes.at(item.id).bytes;
+            total += measuredBytes(item.id);
     }
     return total;
+}
+
+std::int64_t AppModel::measuredBytes(const std::string& id) const
+{
+    const auto size = m_sizes.find(id);
+    return size == m_sizes.end() ? 0 : size->second.bytes;
 }
 
 const CleanupItem* AppModel::item(const std::string& id) const

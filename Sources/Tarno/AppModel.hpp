@@ -96,6 +96,8 @@ public:
     std::vector<CleanupItem> selectedItems() const;
     // What the safe items that need no administrator weigh.
     std::int64_t safeBytes() const;
+    // The item's last measured bytes; 0 while it has not been measured.
+    std::int64_t measuredBytes(const std::string& id) const;
     const CleanupItem* item(const std::string& id) const;
 
     const std::optional<CleanSummary>& cleanSummary() const { return m_cleanSummary; }

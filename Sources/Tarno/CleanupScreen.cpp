@@ -17,16 +17,10 @@ QString bytesText(std::int64_t bytes)
     return QString::fromStdString(ByteFormat::string(bytes));
 }
 
-std::int64_t sizeOf(const AppModel& model, const CleanupItem& item)
-{
-    const auto size = model.sizes().find(item.id);
-    return size == model.sizes().end() ? 0 : size->second.bytes;
-}
-
 std::int64_t totalSize(const AppModel& model, const std::vector<CleanupItem>& items)
 {
     return std::accumulate(items.begin(), items.end(), std::int64_t{0},
-                           [&model](std::int64_t sum, const CleanupItem& item) { return sum + sizeOf(model, item); });
+                           [&model](std::int64_t sum, const CleanupItem& item) { return sum + model.measuredBytes(item.id); });
 }
 
 bool isBusy(AppModel::CleanupPhase phase)
@@ -68,7 +62,7 @@ std::vector<CleanupRow> cleanupRows(const AppModel& model)
             row.key = QStringLiteral("item:") + row.id;
             row.title = QString::fromStdString(item.title);
             row.categoryIndex = static_cast<int>(category);
-            row.sizeText = bytesText(sizeOf(model, item));
+            row.sizeText = bytesText(model.measuredBytes(item.id));
             row.detail = QString::fromStdString(item.consequence);
             if (item.requiresAdmin) {
                 const bool hasPasswordRoad = AdminCleanup::command(item.action.paths()).has_value();
@@ -204,7 +198,7 @@ CleanupScreen::State CleanupScreen::currentState() const
         state.confirmationItems.append(QVariantMap{
             {QStringLiteral("title"), QString::fromStdString(item.title)},
             {QStringLiteral("consequence"), QString::fromStdString(item.consequence)},
-            {QStringLiteral("sizeText"), bytesText(sizeOf(model, item))},
+            {QStringLiteral("sizeText"), bytesText(model.measuredBytes(item.id))},
         });
     }
     return state;

@@ -57,7 +57,7 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         // refusal to show how failures read.
                         CleanSummary summary;
                         for (const CleanupItem& item : model.selectedItems()) {
-                            const std::int64_t bytes = model.sizes().at(item.id).bytes;
+                            const std::int64_t bytes = model.measuredBytes(item.id);
                             (item.action.as<CleanupAction::Trash>() ? summary.trashed : summary.freed) += bytes;
                         }
                         summary.failures.push_back(
