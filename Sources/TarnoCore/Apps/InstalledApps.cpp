@@ -1,5 +1,7 @@
 #include "TarnoCore/Apps/InstalledApps.hpp"
 
+#include "TarnoCore/Platform/Locations.hpp"
+
 #include "TarnoCore/Foundation/NaturalOrder.hpp"
 
 #include <algorithm>
@@ -169,7 +171,7 @@ std::vector<std::string> bundles(const std::vector<std::string>& folders)
 
 std::vector<std::string> cleanupFolders(const std::string& home)
 {
-    return {"/Applications", home + "/Applications", "/System/Applications"};
+    return Platform::applicationFolders(home);
 }
 
 } // namespace tarno::InstalledApps

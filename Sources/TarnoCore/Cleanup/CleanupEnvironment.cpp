@@ -33,7 +33,8 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
     env.isAppInstalled = [home = env.home](const std::vector<std::string>& names,
                                            const std::vector<std::string>& bundleIDs) {
         for (const std::string& name : names) {
-            if (exists("/Applications/" + name + ".app") || exists(home + "/Applications/" + name + ".app"))
+            if (exists(Platform::systemApplicationsFolder() + "/" + name + ".app")
+                || exists(home + "/Applications/" + name + ".app"))
                 return true;
         }
         if (bundleIDs.empty())

@@ -148,6 +148,11 @@ std::optional<std::string_view> below(std::string_view path, const std::string& 
 
 } // namespace
 
+PathGuard PathGuard::forHome(std::string_view home)
+{
+    return PathGuard(home, Platform::systemApplicationsFolder());
+}
+
 PathGuard::PathGuard(std::string_view home, std::string_view systemApplications)
     : PathGuard(home, systemApplications, Platform::runningExecutablePath())
 {

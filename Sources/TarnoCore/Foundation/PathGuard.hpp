@@ -22,6 +22,10 @@ public:
     };
     using Verdict = std::variant<Refused, Allowed>;
 
+    // The guard of the user whose home this is, with the platform's folder of
+    // applications.
+    static PathGuard forHome(std::string_view home);
+
     // The running program counts as the running application; this
     // platform's Trash folder is kept when it lies in the home folder.
     PathGuard(std::string_view home, std::string_view systemApplications);

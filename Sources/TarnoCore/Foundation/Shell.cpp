@@ -1,14 +1,14 @@
 #include "TarnoCore/Foundation/Shell.hpp"
 
+#include "TarnoCore/Platform/ProcessTable.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <string_view>
 #include <utility>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -212,35 +212,16 @@ bool groupIsAlive(pid_t group)
 {
     if (::kill(-group, 0) != 0 && errno != EPERM)
         return false;
-    DIR* processes = ::opendir("/proc");
-    if (processes == nullptr)
-        return true;
-    bool alive = false;
-    while (!alive) {
-        const dirent* entry = ::readdir(processes);
-        if (entry == nullptr)
-            break;
-        if (entry->d_name[0] < '1' || entry->d_name[0] > '9')
-            continue;
-        const Descriptor statFile(
-            ::open((std::string("/proc/") + entry->d_name + "/stat").c_str(), O_RDONLY | O_CLOEXEC));
-        std::array<char, 512> buffer;
-        const ssize_t count = statFile.isOpen() ? ::read(statFile.get(), buffer.data(), buffer.size()) : -1;
-        if (count <= 0)
-            continue;
-        // "pid (name) state ppid pgrp …": the name may hold anything, even ")".
-        const std::string_view text(buffer.data(), static_cast<std::size_t>(count));
-        const std::size_t nameEnd = text.rfind(')');
-        if (nameEnd == std::string_view::npos || nameEnd + 2 >= text.size())
-            continue;
-        const char state = text[nameEnd + 2];
-        int parent = 0;
-        int processGroup = 0;
-        if (std::sscanf(std::string(text.substr(nameEnd + 3)).c_str(), "%d %d", &parent, &processGroup) == 2)
-            alive = processGroup == group && state != 'Z' && state != 'X';
+    const Platform::ProcessTable table;
+    const std::vector<std::int32_t> pids = table.allPIDs();
+    if (pids.empty())
+        return true; // the table cannot be read: the signal test has the last word
+    for (const std::int32_t pid : pids) {
+        const std::optional<Platform::ProcessTable::Status> status = table.status(pid);
+        if (status && status->processGroup == group && !status->hasEnded)
+            return true;
     }
-    ::closedir(processes);
-    return alive;
+    return false;
 }
 
 // Reads what is there; closes the descriptor at end of file or on an error.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TarnoCore/Performance/TCPSocket.hpp"
+#include "TarnoCore/Platform/TCPSocket.hpp"
 #include "TarnoCore/Platform/ProcessTable.hpp"
 
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TarnoCore/Foundation/BulkWalker.hpp"
+#include "TarnoCore/Platform/BulkEntry.hpp"
 
 #include <memory>
 #include <vector>

@@ -12,6 +12,11 @@ namespace tarno::Platform {
 // else the user database's entry; empty when neither names one.
 std::string homeFolder();
 
+// The folder of applications installed for every user ("/Applications"), and
+// every folder where applications are looked for, the user's own among them.
+std::string systemApplicationsFolder();
+std::vector<std::string> applicationFolders(const std::string& home);
+
 // The user's Trash folder: `dataHome` + "/Trash", or home + "/.local/share/Trash"
 // when `dataHome` ($XDG_DATA_HOME) is absent, empty or not absolute.
 std::string trashFolder(const std::string& home, const std::optional<std::string>& dataHome);

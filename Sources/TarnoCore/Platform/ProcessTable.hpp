@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TarnoCore/Performance/TCPSocket.hpp"
+#include "TarnoCore/Platform/TCPSocket.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -21,6 +21,8 @@ public:
         std::string command;              // the kernel's short name, at most 15 bytes
         std::uint64_t processorTicks = 0; // user plus system time, in clock ticks
         std::uint64_t startTicks = 0;     // start time in clock ticks since boot
+        std::int32_t processGroup = 0;
+        bool hasEnded = false;            // a zombie ('Z') or dead ('X'): listed, no longer running
 
         bool operator==(const Status&) const = default;
     };

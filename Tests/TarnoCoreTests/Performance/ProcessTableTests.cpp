@@ -42,10 +42,11 @@ struct FakeProcfs {
     }
 
     void setTimes(std::int32_t pid, const std::string& command, std::int32_t parent, std::uint64_t user,
-                  std::uint64_t system, std::uint64_t start) const
+                  std::uint64_t system, std::uint64_t start, char state = 'S', std::int32_t group = 1) const
     {
         write(std::to_string(pid) + "/stat",
-              std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) + " 1 1 0 -1 4194560 10 0 0 0 "
+              std::to_string(pid) + " (" + command + ") " + state + " " + std::to_string(parent) + " "
+                  + std::to_string(group) + " 1 0 -1 4194560 10 0 0 0 "
                   + std::to_string(user) + " " + std::to_string(system) + " 0 0 20 0 1 0 " + std::to_string(start)
                   + " 41803776 2941 18446744073709551615 1 1 0 0 0 0 0 4096 1256 0 0 0 17 1 0 0 0 0 0\n");
     }
@@ -64,17 +65,27 @@ const ProcessSnapshot* snapshotOf(const ProcessSample& sample, std::int32_t pid)
     return found == sample.processes.end() ? nullptr : &*found;
 }
 
-TEST(ProcessTable, ReadsStatWithOddShortNames)
+TEST(ProcessTable, ReadsStatWithOddShortNamesGroupsAndEndedProcesses)
 {
     FakeProcfs procfs;
-    procfs.addProcess(10, "my (odd) name) x", 4, 7, 3, 250);
+    procfs.addProcess(10, "my (odd) name) Z", 4, 7, 3, 250);
     procfs.addProcess(11, "", 1, 0, 0, 0);
     procfs.write("12/stat", "12 (no closing parenthesis S 1 1\n");
     procfs.write("13/stat", "13 (short) S 1 1 1\n"); // a line cut short is no status
+    // Only a zombie and a dead process have ended; sleeping, running and stopped ones have not.
+    const std::vector<std::pair<char, bool>> states = {{'Z', true}, {'X', true}, {'R', false}, {'T', false}};
+    for (std::int32_t pid = 30; const auto& [state, ended] : states)
+        procfs.setTimes(pid++, "member", 1, 0, 0, 0, state, 77);
 
     const ProcessTable table = procfs.table();
-    EXPECT_EQ(table.status(10), (ProcessTable::Status{4, "my (odd) name) x", 10, 250}));
+    EXPECT_EQ(table.status(10), (ProcessTable::Status{4, "my (odd) name) Z", 10, 250, 1, false}));
     EXPECT_EQ(table.status(11)->command, "");
+    for (std::int32_t pid = 30; const auto& [state, ended] : states) {
+        const auto status = table.status(pid++);
+        ASSERT_TRUE(status) << state;
+        EXPECT_EQ(status->processGroup, 77) << state;
+        EXPECT_EQ(status->hasEnded, ended) << state;
+    }
     for (const std::int32_t pid : {12, 13, 99})
         EXPECT_EQ(table.status(pid), std::nullopt) << pid;
     EXPECT_EQ(table.bootTime(), bootTime);

@@ -2,7 +2,7 @@
 
 #include "TarnoCore/Cleanup/Tools/SizeText.hpp"
 #include "TarnoCore/Foundation/Shell.hpp"
-#include "TarnoCore/Foundation/Text.hpp"
+#include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
 
 namespace tarno::Homebrew {

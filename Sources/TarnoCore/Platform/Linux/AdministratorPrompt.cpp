@@ -3,10 +3,8 @@
 
 #include "TarnoCore/Platform/AdministratorPrompt.hpp"
 
-#include "TarnoCore/Foundation/Text.hpp"
+#include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
-
-#include <chrono>
 
 #include <unistd.h>
 
@@ -18,37 +16,34 @@ namespace {
 constexpr int dismissedStatus = 126;
 constexpr int notAuthorizedStatus = 127;
 
-constexpr const char* notStarted = "pkexec could not be started";
-
 } // namespace
 
-// polkit writes its own prompt, naming the program it is asked to run; pkexec
-// has no way to show the caller's words, so the prompt is not used here.
-std::optional<std::string> run(const std::vector<std::string>& command, const std::string& /*prompt*/)
+std::optional<std::vector<std::string>> commandLine(const std::vector<std::string>& command)
 {
     // pkexec without a program would start a root shell.
     if (command.empty())
-        return "nothing to run";
+        return std::nullopt;
     const std::string tool = pkexec();
     // A tool that is not there must not look like pkexec's own "not authorized".
     if (::access(tool.c_str(), X_OK) != 0)
-        return notStarted;
-    return messageFor(Shell::run(tool, command, {}, std::chrono::seconds(900)));
+        return std::nullopt;
+    std::vector<std::string> line{tool};
+    line.insert(line.end(), command.begin(), command.end());
+    return line;
 }
 
-std::optional<std::string> messageFor(const std::optional<Shell::Output>& output)
+Answer answerFor(std::optional<int> status, std::string_view standardError)
 {
-    if (!output)
-        return notStarted;
-    if (output->status == 0)
-        return std::nullopt;
-    // The word by which the cleanup flow tells a dismissed prompt from a failure.
-    if (output->status == dismissedStatus)
-        return "cancelled";
-    const std::string reason(Text::trimmed(output->standardError));
-    if (output->status == notAuthorizedStatus && reason.empty())
-        return "not authorized";
-    return reason;
+    if (!status)
+        return {Answer::Kind::couldNotStart, "pkexec could not be started"};
+    if (*status == 0)
+        return {};
+    if (*status == dismissedStatus)
+        return {Answer::Kind::dismissed, {}};
+    const std::string reason(Text::trimmed(standardError));
+    if (*status == notAuthorizedStatus && reason.empty())
+        return {Answer::Kind::failed, "not authorized"};
+    return {Answer::Kind::failed, reason};
 }
 
 } // namespace tarno::Platform::AdministratorPrompt

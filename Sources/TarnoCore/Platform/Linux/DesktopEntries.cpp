@@ -3,7 +3,7 @@
 
 #include "TarnoCore/Platform/DesktopEntries.hpp"
 
-#include "TarnoCore/Foundation/Text.hpp"
+#include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <cstdlib>

@@ -86,4 +86,17 @@ std::optional<std::string> rootYarnCache()
     return "/usr/local/share/.cache/yarn";
 }
 
+// Application bundles are looked for where a Mac keeps them, which is also
+// how the rules are tried on made-up homes; Linux's own formats have their
+// own places.
+std::string systemApplicationsFolder()
+{
+    return "/Applications";
+}
+
+std::vector<std::string> applicationFolders(const std::string& home)
+{
+    return {systemApplicationsFolder(), home + "/Applications", "/System/Applications"};
+}
+
 } // namespace tarno::Platform

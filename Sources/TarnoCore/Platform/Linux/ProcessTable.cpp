@@ -219,13 +219,17 @@ std::optional<ProcessTable::Status> ProcessTable::status(std::int32_t pid) const
     std::array<std::string_view, 20> fields;
     for (std::string_view& field : fields)
         field = nextField(rest);
+    const std::string_view state = fields[3 - 3];
     const auto parent = parseNumber<std::int32_t>(fields[4 - 3]);
+    const auto processGroup = parseNumber<std::int32_t>(fields[5 - 3]);
     const auto userTicks = parseNumber<std::uint64_t>(fields[14 - 3]);
     const auto systemTicks = parseNumber<std::uint64_t>(fields[15 - 3]);
     const auto startTicks = parseNumber<std::uint64_t>(fields[22 - 3]);
-    if (!parent || !userTicks || !systemTicks || !startTicks)
+    if (state.size() != 1 || !parent || !processGroup || !userTicks || !systemTicks || !startTicks)
         return std::nullopt;
     status.parentPID = *parent;
+    status.processGroup = *processGroup;
+    status.hasEnded = state == "Z" || state == "X";
     status.processorTicks = *userTicks + *systemTicks;
     status.startTicks = *startTicks;
     return status;
