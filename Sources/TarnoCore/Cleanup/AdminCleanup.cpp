@@ -1,9 +1,11 @@
 #include "TarnoCore/Cleanup/AdminCleanup.hpp"
 
+#include "TarnoCore/Foundation/Shell.hpp"
 #include "TarnoCore/Platform/AdministratorPrompt.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <algorithm>
+#include <chrono>
 
 namespace tarno::AdminCleanup {
 
@@ -87,16 +89,38 @@ std::string script(const std::string& command, const std::string& prompt)
         + " with administrator privileges";
 }
 
-std::optional<std::string> remove(const std::vector<std::string>& paths, const std::string& prompt)
+Outcome remove(const std::vector<std::string>& paths, const std::string& prompt)
 {
     if (!command(paths))
-        return notOnTheList;
+        return {Outcome::Kind::notAllowed, notOnTheList};
     // The argument list checks the list again as it is built, right before
     // anything reaches the tool.
     const std::optional<std::vector<std::string>> arguments = removalArguments(paths);
     if (!arguments)
-        return notOnTheList;
-    return Platform::AdministratorPrompt::run(*arguments, prompt);
+        return {Outcome::Kind::notAllowed, notOnTheList};
+    // polkit writes its own prompt, naming the program it is asked to run:
+    // pkexec has no way to show the caller's words.
+    (void)prompt;
+    const std::optional<std::vector<std::string>> line = Platform::AdministratorPrompt::commandLine(*arguments);
+    if (!line)
+        return {Outcome::Kind::couldNotStart, Platform::AdministratorPrompt::answerFor(std::nullopt, {}).message};
+    const std::vector<std::string> toolArguments(line->begin() + 1, line->end());
+    const std::optional<Shell::Output> output =
+        Shell::run(line->front(), toolArguments, {}, std::chrono::seconds(900));
+    return outcomeOf(output ? Platform::AdministratorPrompt::answerFor(output->status, output->standardError)
+                            : Platform::AdministratorPrompt::answerFor(std::nullopt, {}));
+}
+
+Outcome outcomeOf(const Platform::AdministratorPrompt::Answer& answer)
+{
+    using Kind = Platform::AdministratorPrompt::Answer::Kind;
+    switch (answer.kind) {
+    case Kind::done: return {};
+    case Kind::dismissed: return {Outcome::Kind::cancelled, {}};
+    case Kind::failed: return {Outcome::Kind::failed, answer.message};
+    case Kind::couldNotStart: return {Outcome::Kind::couldNotStart, answer.message};
+    }
+    return {Outcome::Kind::failed, answer.message};
 }
 
 } // namespace tarno::AdminCleanup

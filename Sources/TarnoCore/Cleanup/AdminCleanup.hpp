@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TarnoCore/Platform/AdministratorPrompt.hpp"
+
 #include <optional>
 #include <set>
 #include <string>
@@ -31,10 +33,20 @@ std::optional<std::vector<std::string>> removalArguments(const std::vector<std::
 // showing the prompt as written.
 std::string script(const std::string& command, const std::string& prompt);
 
+// How a removal as the administrator ended.
+struct Outcome {
+    enum class Kind { removed, cancelled, notAllowed, couldNotStart, failed };
+    Kind kind = Kind::removed;
+    std::string message; // words for the user when it neither removed nor was cancelled
+
+    bool operator==(const Outcome&) const = default;
+};
+
 // Removes the paths as the administrator after the platform's password
-// prompt. None on success, "cancelled" when the user dismissed the prompt,
-// else a message for the user (possibly empty). Blocks for as long as the
-// user takes: call it off the main thread.
-std::optional<std::string> remove(const std::vector<std::string>& paths, const std::string& prompt);
+// prompt. Blocks for as long as the user takes: call it off the main thread.
+Outcome remove(const std::vector<std::string>& paths, const std::string& prompt);
+
+// What the platform's answer means for the caller.
+Outcome outcomeOf(const Platform::AdministratorPrompt::Answer& answer);
 
 } // namespace tarno::AdminCleanup

@@ -1,7 +1,7 @@
 #include "TarnoCore/Cleanup/Cleaner.hpp"
 
 #include "TarnoCore/Foundation/Shell.hpp"
-#include "TarnoCore/Foundation/Text.hpp"
+#include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 #include "TarnoCore/Platform/ToolLocations.hpp"
 #include "TarnoCore/Platform/Trash.hpp"
@@ -185,7 +185,7 @@ private:
 
 } // namespace
 
-CleanReport Cleaner::perform(const CleanupAction& action) const
+CleanReport Cleaner::perform(const CleanupAction& action, const std::function<bool()>& /*isCancelled*/) const
 {
     return std::visit(Performer(guardian), action.value);
 }

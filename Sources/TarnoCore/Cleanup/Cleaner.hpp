@@ -3,6 +3,7 @@
 #include "TarnoCore/Cleanup/CleanupAction.hpp"
 #include "TarnoCore/Foundation/PathGuard.hpp"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@ struct CleanReport {
 
     int removed = 0; // paths removed, moved or acted on
     std::vector<Failure> failures;
+    bool wasCancelled = false; // stopped short: what is left was not tried
 
     bool operator==(const CleanReport&) const = default;
 };
@@ -28,7 +30,8 @@ struct Cleaner {
     PathGuard guardian;
 
     // Blocks: call it off the main thread.
-    CleanReport perform(const CleanupAction& action) const;
+    CleanReport perform(const CleanupAction& action,
+                        const std::function<bool()>& isCancelled = [] { return false; }) const;
 };
 
 } // namespace tarno

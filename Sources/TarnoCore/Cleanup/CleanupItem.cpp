@@ -2,7 +2,7 @@
 
 namespace tarno {
 
-SizeResult CleanupItem::measure() const
+SizeResult CleanupItem::measure(const std::function<bool()>& isCancelled) const
 {
     // A size a tool reported stands for the item; the disk is not read.
     if (knownBytes) {
@@ -10,7 +10,7 @@ SizeResult CleanupItem::measure() const
         reported.bytes = *knownBytes;
         return reported;
     }
-    return SizeScanner::measure(action.paths());
+    return SizeScanner::measure(action.paths(), isCancelled);
 }
 
 } // namespace tarno

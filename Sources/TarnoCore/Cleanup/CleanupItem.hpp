@@ -5,6 +5,7 @@
 #include "TarnoCore/Foundation/SizeScanner.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -24,7 +25,7 @@ struct CleanupItem {
 
     // The size of the action's paths, or knownBytes without touching the disk.
     // Blocks: call it off the main thread.
-    SizeResult measure() const;
+    SizeResult measure(const std::function<bool()>& isCancelled = [] { return false; }) const;
 
     bool operator==(const CleanupItem&) const = default;
 };

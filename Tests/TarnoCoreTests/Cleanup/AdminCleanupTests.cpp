@@ -41,7 +41,8 @@ TEST(AdminCleanupTests, CommandAndRemoveAcceptOnlyPathsThatAreAllOnTheList)
         EXPECT_FALSE(AdminCleanup::removalArguments(paths)) << ::testing::PrintToString(paths);
         // remove refuses before any tool runs.
         EXPECT_EQ(AdminCleanup::remove(paths, "Tarno needs your password."),
-                  "not on the list of folders Tarno may remove");
+                  (AdminCleanup::Outcome{AdminCleanup::Outcome::Kind::notAllowed,
+                                         "not on the list of folders Tarno may remove"}));
     }
 }
 
@@ -56,23 +57,29 @@ TEST(AdminCleanupTests, ScriptQuotesTheCommandAndPromptAsAppleScriptLiterals)
               R"(do shell script "echo \\\"" with prompt "Say \"hi\" \\ bye" with administrator privileges)");
 }
 
-TEST(AdministratorPromptTests, PkexecsOutcomesBecomeTheCallersMessages)
+TEST(AdministratorPromptTests, PkexecsAnswersBecomeTheCallersOutcomes)
 {
-    using Platform::AdministratorPrompt::messageFor;
-    EXPECT_EQ(messageFor(std::nullopt), "pkexec could not be started");
-    // A failure with nothing to say is still a failure: a message, not none.
-    const std::vector<std::tuple<int, std::string, std::optional<std::string>>> cases = {
-        {0, "", std::nullopt},
-        {0, "warning: something\n", std::nullopt},
-        {126, "Error executing command as another user: Request dismissed\n", "cancelled"},
-        {127, "  Error executing command as another user: Not authorized\n\n",
-         "Error executing command as another user: Not authorized"},
-        {127, " \n\t", "not authorized"},
-        {1, "\n/bin/rm: cannot remove 'x': Read-only file system\n", "/bin/rm: cannot remove 'x': Read-only file system"},
-        {1, "", ""}, {143, "", ""},
+    using Kind = AdminCleanup::Outcome::Kind;
+    const auto outcomeFor = [](std::optional<int> status, std::string_view standardError) {
+        return AdminCleanup::outcomeOf(Platform::AdministratorPrompt::answerFor(status, standardError));
     };
-    for (const auto& [status, standardError, message] : cases)
-        EXPECT_EQ(messageFor(Shell::Output{status, "", standardError}), message) << status << standardError;
+    // A failure with nothing to say is still a failure.
+    const std::vector<std::tuple<std::optional<int>, std::string, AdminCleanup::Outcome>> cases = {
+        {std::nullopt, "", {Kind::couldNotStart, "pkexec could not be started"}},
+        {0, "", {}},
+        {0, "warning: something\n", {}},
+        {126, "Error executing command as another user: Request dismissed\n", {Kind::cancelled, ""}},
+        {127, "  Error executing command as another user: Not authorized\n\n",
+         {Kind::failed, "Error executing command as another user: Not authorized"}},
+        {127, " \n\t", {Kind::failed, "not authorized"}},
+        {1, "\n/bin/rm: cannot remove 'x': Read-only file system\n",
+         {Kind::failed, "/bin/rm: cannot remove 'x': Read-only file system"}},
+        {1, "", {Kind::failed, ""}},
+        {143, "", {Kind::failed, ""}},
+    };
+    for (const auto& [status, standardError, outcome] : cases)
+        EXPECT_EQ(outcomeFor(status, standardError), outcome) << status.value_or(-1) << standardError;
+    EXPECT_EQ(Platform::AdministratorPrompt::commandLine({}), std::nullopt) << "pkexec alone is a root shell";
 }
 
 } // namespace

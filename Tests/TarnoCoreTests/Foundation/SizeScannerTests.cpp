@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <set>
+#include <thread>
 #include <tuple>
 
 #include <sys/stat.h>
@@ -136,6 +139,37 @@ TEST(SizeScannerTests, CancellationIsPolledEvery256FoldersAndKeepsWhatWasCounted
 
     measure({temp / "tree/folder0", temp / "second"}, true);
     EXPECT_EQ(polls, 0);
+}
+
+// What quitting relies on: a walk of a large tree told from another thread to
+// stop returns at once with what it had. The bound is loose: behaviour, not speed.
+TEST(SizeScannerTests, AWalkCancelledFromAnotherThreadReturnsPromptly)
+{
+    test::TemporaryFolder temp;
+    for (int index = 0; index < 3000; ++index)
+        temp.makeFile("tree/folder" + std::to_string(index / 100) + "/" + std::to_string(index % 100) + "/file", 1);
+
+    std::atomic<bool> cancelled{false};
+    std::atomic<bool> walking{false};
+    std::thread canceller([&] {
+        while (!walking)
+            std::this_thread::yield();
+        cancelled = true;
+    });
+    std::chrono::steady_clock::time_point cancelledAt;
+    const SizeResult result = SizeScanner::measure({temp / "tree"}, [&] {
+        // The first poll waits for the other thread, so the stop comes mid-walk.
+        if (!walking.exchange(true)) {
+            while (!cancelled)
+                std::this_thread::yield();
+            cancelledAt = std::chrono::steady_clock::now();
+        }
+        return cancelled.load();
+    });
+    const auto late = std::chrono::steady_clock::now() - cancelledAt;
+    canceller.join();
+    EXPECT_LT(late, std::chrono::seconds(1));
+    EXPECT_LT(result.files, 3000);
 }
 
 TEST(SizeScannerTests, UnreadableFoldersAreCountedAndTheRestMeasured)
