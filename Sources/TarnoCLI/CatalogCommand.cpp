@@ -77,14 +77,13 @@ int runCatalog(const std::vector<std::string>& arguments)
             list.push_back(std::move(object));
         }
         fmt::print("{}\n", list.dump(2));
-        return 0;
+    } else {
+        if (items.empty())
+            fmt::print("No items.\n");
+        for (std::size_t index = 0; index < items.size(); ++index)
+            printHuman(items[index], sizeOf(index));
     }
-
-    if (items.empty())
-        fmt::print("No items.\n");
-    for (std::size_t index = 0; index < items.size(); ++index)
-        printHuman(items[index], sizeOf(index));
-    return 0;
+    return statusAfterMeasuring(ItemMeasurer::unreadableDirectories(sizes));
 }
 
 } // namespace tarno::cli

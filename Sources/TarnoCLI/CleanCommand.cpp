@@ -7,15 +7,21 @@
 #include "TarnoCore/Cleanup/Cleaner.hpp"
 #include "TarnoCore/Cleanup/CleanupCatalog.hpp"
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
+#include "TarnoCore/Cleanup/CleanupRun.hpp"
 #include "TarnoCore/Foundation/ByteFormat.hpp"
 
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <atomic>
+#include <map>
 #include <cctype>
 #include <cstdio>
 #include <iostream>
 
+#include <csignal>
+
+#include <signal.h>
 #include <unistd.h>
 
 namespace tarno::cli {
@@ -81,39 +87,46 @@ bool confirmedOnTerminal(std::size_t count)
     fmt::print("Clean {}? [y/N] ", count == 1 ? std::string("this item") : fmt::format("these {} items", count));
     std::fflush(stdout);
     std::string answer;
-    return std::getline(std::cin, answer) && isYes(answer);
+    if (!std::getline(std::cin, answer)) {
+        // End of file: no answer, and no newline typed after the prompt either.
+        fmt::print("\n");
+        return false;
+    }
+    return isYes(answer);
 }
 
-// What a clean gave back, split as the cleanup flow's summary is.
-struct Outcome {
-    std::int64_t freed = 0;
-    std::int64_t trashed = 0;
-    std::int64_t insideDocker = 0;
-    std::vector<CleanReport::Failure> failures;
-};
+// Ctrl-C during a clean ends it after the path under way: what was done
+// stays done and goes into the history.
+std::atomic<bool> interrupted{false};
 
-// One item at a time, each measured again afterwards: what really went away
-// counts, so a half-removed folder counts for its half.
-Outcome clean(const std::vector<CleanupItem>& items, const std::vector<SizeResult>& sizes, const Cleaner& cleaner)
+extern "C" void noteInterrupt(int /*signal*/) { interrupted = true; }
+
+CleanupRun::Outcome clean(const std::vector<CleanupItem>& items, const std::map<std::string, SizeResult>& sizes,
+                          const Cleaner& cleaner)
 {
-    Outcome outcome;
-    for (std::size_t index = 0; index < items.size(); ++index) {
-        const CleanupItem& item = items[index];
-        fmt::print("Cleaning {}…\n", item.title);
-        std::fflush(stdout);
-        const std::int64_t before = sizes[index].bytes;
-        const CleanReport report = cleaner.perform(item.action);
-        // A tool's reported size cannot be measured again: it is gone unless the tool failed.
-        const std::int64_t after = item.knownBytes ? (report.failures.empty() ? 0 : before) : item.measure().bytes;
-        const std::int64_t gain = std::max<std::int64_t>(before - after, 0);
-        if (item.action.isPermanent())
-            outcome.freed += gain;
-        else
-            outcome.trashed += gain;
-        if (item.category == CleanupCategory::docker && item.knownBytes)
-            outcome.insideDocker += gain;
-        outcome.failures.insert(outcome.failures.end(), report.failures.begin(), report.failures.end());
-    }
+    struct sigaction action {};
+    action.sa_handler = noteInterrupt;
+    ::sigemptyset(&action.sa_mask);
+    struct sigaction previous {};
+    ::sigaction(SIGINT, &action, &previous);
+
+    const CleanupRun::Machine machine{
+        .perform = [&cleaner](const CleanupAction& cleanupAction, const CleanupRun::IsCancelled& isCancelled) {
+            return cleaner.perform(cleanupAction, isCancelled);
+        },
+        .measure = [](const CleanupItem& item, const CleanupRun::IsCancelled& isCancelled) {
+            return item.measure(isCancelled);
+        },
+    };
+    const CleanupRun::Progress progress{
+        .started = [](const CleanupItem& item) {
+            fmt::print("Cleaning {}…\n", item.title);
+            std::fflush(stdout);
+        },
+        .finished = {},
+    };
+    CleanupRun::Outcome outcome = CleanupRun::clean(items, sizes, machine, progress, [] { return interrupted.load(); });
+    ::sigaction(SIGINT, &previous, nullptr);
     return outcome;
 }
 
@@ -126,18 +139,21 @@ void printItem(const CleanupItem& item, const SizeResult& size)
         fmt::print("  Not cleaned here: you may not remove all of it without an administrator.\n");
 }
 
-void printOutcome(const Outcome& outcome, bool anyTrash, const std::string& home)
+void printOutcome(const CleanupRun::Outcome& outcome, bool anyTrash, const std::string& home)
 {
-    if (!outcome.failures.empty()) {
+    const CleanSummary& summary = outcome.summary;
+    if (outcome.wasCancelled)
+        fmt::print("Interrupted: what was not reached was left alone.\n");
+    if (!summary.failures.empty()) {
         fmt::print("Could not remove:\n");
-        for (const CleanReport::Failure& failure : outcome.failures)
+        for (const CleanReport::Failure& failure : summary.failures)
             fmt::print("  {}: {}\n", abbreviated(failure.path, home), failure.reason);
     }
-    fmt::print("Freed {}.\n", ByteFormat::string(outcome.freed));
+    fmt::print("Freed {}.\n", ByteFormat::string(summary.freed));
     if (anyTrash)
-        fmt::print("Moved to the Trash: {}.\n", ByteFormat::string(outcome.trashed));
-    if (outcome.insideDocker > 0)
-        fmt::print("Of that, inside Docker: {}.\n", ByteFormat::string(outcome.insideDocker));
+        fmt::print("Moved to the Trash: {}.\n", ByteFormat::string(summary.trashed));
+    if (summary.insideDocker > 0)
+        fmt::print("Of that, inside Docker: {}.\n", ByteFormat::string(summary.insideDocker));
 }
 
 } // namespace
@@ -167,19 +183,18 @@ int runClean(const std::vector<std::string>& arguments)
     });
     const std::vector<SizeResult> chosenSizes = ItemMeasurer::measureAll(chosen);
     std::vector<CleanupItem> items;
-    std::vector<SizeResult> sizes;
+    std::map<std::string, SizeResult> sizes;
     for (std::size_t index = 0; index < chosen.size(); ++index) {
         printItem(chosen[index], chosenSizes[index]);
+        sizes[chosen[index].id] = chosenSizes[index];
         // An item that needs an administrator is never part of an ordinary clean.
-        if (!chosen[index].requiresAdmin) {
+        if (!chosen[index].requiresAdmin)
             items.push_back(chosen[index]);
-            sizes.push_back(chosenSizes[index]);
-        }
     }
 
     if (items.empty()) {
         fmt::print("Nothing to clean: each of these needs an administrator.\n");
-        return 0;
+        return incompleteStatus;
     }
     if (parsed->has("--dry-run")) {
         fmt::print("Dry run: {} would be cleaned; nothing was removed.\n", itemCount(items.size()));
@@ -197,17 +212,15 @@ int runClean(const std::vector<std::string>& arguments)
         }
     }
 
-    const Outcome outcome = clean(items, sizes, Cleaner{PathGuard(env.home, "/Applications")});
+    const CleanupRun::Outcome outcome = clean(items, sizes, Cleaner{PathGuard::forHome(env.home)});
     const bool anyTrash = std::any_of(items.begin(), items.end(),
                                       [](const CleanupItem& item) { return !item.action.isPermanent(); });
     printOutcome(outcome, anyTrash, env.home);
-
-    CleanupRecord record{std::chrono::system_clock::now(), "Cleanup", outcome.freed + outcome.trashed, {},
-                         static_cast<int>(outcome.failures.size())};
-    for (const CleanupItem& item : items)
-        record.items.push_back(item.title);
-    CleanupHistory(env.home).append(record);
-    return outcome.failures.empty() ? 0 : 1;
+    CleanupHistory(env.home).append(CleanupRun::record(outcome, std::chrono::system_clock::now()));
+    // Items left to an administrator, paths that could not go, or an
+    // interruption: the clean did not do all that was asked.
+    const bool didAll = outcome.summary.failures.empty() && !outcome.wasCancelled && items.size() == chosen.size();
+    return didAll ? successStatus : incompleteStatus;
 }
 
 } // namespace tarno::cli

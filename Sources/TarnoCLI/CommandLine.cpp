@@ -2,87 +2,116 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace tarno::cli {
 
+namespace {
+
+constexpr OptionSyntax jsonOption(std::string_view what)
+{
+    return OptionSyntax{"--json", "", what};
+}
+
+constexpr OptionSyntax homeOption(std::string_view what)
+{
+    return OptionSyntax{"--home", "DIR", what};
+}
+
+} // namespace
+
 const CommandSyntax measureSyntax{
     .name = "measure",
-    .usage = "tarno-cli measure [--json] PATH...",
-    .flags = {"--json"},
-    .valueOptions = {},
+    .operands = "PATH...",
+    .description = "How much disk the paths take together: allocated bytes, hard links counted once, links never "
+                   "followed; a path that does not exist counts as empty.",
+    .options = {jsonOption("prints the size as a JSON object")},
     .needsOperands = true,
     .takesOperands = true,
 };
 
 const CommandSyntax catalogSyntax{
     .name = "catalog",
-    .usage = "tarno-cli catalog [--home DIR] [--measure] [--json]",
-    .flags = {"--measure", "--json"},
-    .valueOptions = {"--home"},
+    .operands = "",
+    .description = "Every item the cleanup catalog offers for the home folder: id, title, category, safety, "
+                   "action and paths.",
+    .options = {homeOption("looks at DIR instead of your home folder"),
+                OptionSyntax{"--measure", "", "measures each item's size"},
+                jsonOption("prints the items as a JSON array")},
     .needsOperands = false,
     .takesOperands = false,
 };
 
 const CommandSyntax scanSyntax{
     .name = "scan",
-    .usage = "tarno-cli scan [--home DIR]",
-    .flags = {},
-    .valueOptions = {"--home"},
+    .operands = "",
+    .description = "The cleanup report: what can go, by category, with sizes, leaving out items below their "
+                   "minimum.",
+    .options = {homeOption("looks at DIR instead of your home folder")},
     .needsOperands = false,
     .takesOperands = false,
 };
 
 const CommandSyntax guardSyntax{
     .name = "guard",
-    .usage = "tarno-cli guard delete|trash|app [--home DIR] PATH...",
-    .flags = {},
-    .valueOptions = {"--home"},
+    .operands = "delete|trash|app PATH...",
+    .description = "What the path guard says about deleting, trashing or trashing an application at each path: "
+                   "'allowed' or 'refused: <reason>'.",
+    .options = {homeOption("judges as if DIR were the home folder")},
     .needsOperands = true,
     .takesOperands = true,
 };
 
 const CommandSyntax cleanSyntax{
     .name = "clean",
-    .usage = "tarno-cli clean [--home DIR] [--dry-run] [--yes] ID...",
-    .flags = {"--dry-run", "--yes"},
-    .valueOptions = {"--home"},
+    .operands = "ID...",
+    .description = "Shows the catalog items with these ids, asks, cleans them, prints the failures and what was "
+                   "freed, and adds the record to the history.",
+    .options = {homeOption("cleans in DIR instead of your home folder"),
+                OptionSyntax{"--dry-run", "", "shows what would be cleaned and removes nothing"},
+                OptionSyntax{"--yes", "", "cleans without asking (needed when standard input is not a terminal)"}},
     .needsOperands = true,
     .takesOperands = true,
 };
 
 const CommandSyntax historySyntax{
     .name = "history",
-    .usage = "tarno-cli history [--home DIR] [--json]",
-    .flags = {"--json"},
-    .valueOptions = {"--home"},
+    .operands = "",
+    .description = "What Tarno has removed, newest first, and the total.",
+    .options = {homeOption("reads the history kept in DIR instead of your home folder"),
+                jsonOption("prints the records as a JSON array")},
     .needsOperands = false,
     .takesOperands = false,
 };
 
 const CommandSyntax memorySyntax{
     .name = "memory",
-    .usage = "tarno-cli memory [--json]",
-    .flags = {"--json"},
-    .valueOptions = {},
+    .operands = "",
+    .description = "How memory is used: by programs, the kernel, compression and cache; swap and pressure.",
+    .options = {jsonOption("prints the reading as a JSON object")},
     .needsOperands = false,
     .takesOperands = false,
 };
 
 const CommandSyntax diskSyntax{
     .name = "disk",
-    .usage = "tarno-cli disk [--json] [PATH]",
-    .flags = {"--json"},
-    .valueOptions = {},
+    .operands = "[PATH]",
+    .description = "The capacity of the volume holding PATH (the home folder without one): total, used, "
+                   "available.",
+    .options = {jsonOption("prints the capacity as a JSON object")},
     .needsOperands = false,
     .takesOperands = true,
 };
 
 const CommandSyntax processesSyntax{
     .name = "processes",
-    .usage = "tarno-cli processes [--json] [--samples N]",
-    .flags = {"--json"},
-    .valueOptions = {"--samples"},
+    .operands = "",
+    .description = "What runs, one group per program: memory, processor share and the number of processes.",
+    .options = {jsonOption("prints the processes and the groups as JSON"),
+                OptionSyntax{"--samples", "N",
+                             "reports the last of N samples taken a second apart (default 2); the processor "
+                             "shares need 2 or more"}},
     .needsOperands = false,
     .takesOperands = false,
 };
@@ -95,39 +124,80 @@ std::optional<std::string> ParsedArguments::option(const std::string& name) cons
     return found->second;
 }
 
-std::optional<ParsedArguments> parseArguments(const CommandSyntax& syntax, const std::vector<std::string>& arguments)
+const OptionSyntax* CommandSyntax::optionNamed(std::string_view optionName) const
+{
+    const auto found = std::find_if(options.begin(), options.end(),
+                                    [optionName](const OptionSyntax& option) { return option.name == optionName; });
+    return found == options.end() ? nullptr : &*found;
+}
+
+std::variant<ParsedArguments, UsageError> parse(const CommandSyntax& syntax, const std::vector<std::string>& arguments)
 {
     ParsedArguments parsed;
     bool optionsEnded = false;
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& argument = arguments[index];
-        const bool looksLikeOption = argument.size() > 1 && argument.front() == '-';
-        if (optionsEnded || !looksLikeOption) {
-            if (!syntax.takesOperands) {
-                reportUsageError(fmt::format("unexpected operand '{}'", argument), syntax.usage);
-                return std::nullopt;
-            }
+        if (optionsEnded || argument.size() < 2 || argument.front() != '-') {
+            if (!syntax.takesOperands)
+                return UsageError{fmt::format("unexpected operand '{}'", argument)};
             parsed.operands.push_back(argument);
-        } else if (argument == "--") {
-            optionsEnded = true;
-        } else if (syntax.flags.contains(argument)) {
-            parsed.flags.insert(argument);
-        } else if (syntax.valueOptions.contains(argument)) {
-            if (index + 1 == arguments.size()) {
-                reportUsageError(fmt::format("option '{}' needs a value", argument), syntax.usage);
-                return std::nullopt;
-            }
-            parsed.options[argument] = arguments[++index];
-        } else {
-            reportUsageError(fmt::format("unknown option '{}'", argument), syntax.usage);
-            return std::nullopt;
+            continue;
         }
+        if (argument == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        // Only a long option carries its value after "=".
+        const std::size_t equals = argument.starts_with("--") ? argument.find('=') : std::string::npos;
+        const bool valueAttached = equals != std::string::npos;
+        const std::string name = argument.substr(0, equals);
+        const bool isHelp = name == "--help" || name == "-h";
+        const OptionSyntax* option = syntax.optionNamed(name);
+        if (!isHelp && option == nullptr)
+            return UsageError{fmt::format("unknown option '{}'", name)};
+        if (isHelp || !option->takesValue()) {
+            if (valueAttached)
+                return UsageError{fmt::format("option '{}' takes no value", name)};
+            if (isHelp) {
+                parsed.help = true;
+                return parsed;
+            }
+            parsed.flags.insert(name);
+            continue;
+        }
+        std::string value;
+        if (valueAttached)
+            value = argument.substr(equals + 1);
+        else if (index + 1 < arguments.size())
+            value = arguments[++index];
+        if (value.empty())
+            return UsageError{fmt::format("option '{}' needs a value", name)};
+        if (!parsed.options.emplace(name, std::move(value)).second)
+            return UsageError{fmt::format("option '{}' is given more than once", name)};
     }
-    if (syntax.needsOperands && parsed.operands.empty()) {
-        reportUsageError("missing operand", syntax.usage);
+    if (syntax.needsOperands && parsed.operands.empty())
+        return UsageError{"missing operand"};
+    return parsed;
+}
+
+std::optional<ParsedArguments> parseArguments(const CommandSyntax& syntax, const std::vector<std::string>& arguments)
+{
+    std::variant<ParsedArguments, UsageError> outcome = parse(syntax, arguments);
+    if (const UsageError* error = std::get_if<UsageError>(&outcome)) {
+        reportUsageError(error->problem, syntax);
         return std::nullopt;
     }
-    return parsed;
+    return std::get<ParsedArguments>(std::move(outcome));
+}
+
+int statusAfterMeasuring(std::int64_t unreadableDirectories)
+{
+    if (unreadableDirectories <= 0)
+        return successStatus;
+    fmt::print(stderr, "tarno-cli: {} could not be read; the sizes leave {} out\n",
+               unreadableDirectories == 1 ? std::string("1 folder") : fmt::format("{} folders", unreadableDirectories),
+               unreadableDirectories == 1 ? "it" : "them");
+    return incompleteStatus;
 }
 
 int reportUsageError(std::string_view problem, std::string_view usage)
@@ -136,33 +206,122 @@ int reportUsageError(std::string_view problem, std::string_view usage)
     return usageErrorStatus;
 }
 
-std::string helpText()
+int reportUsageError(std::string_view problem, const CommandSyntax& syntax)
 {
-    return fmt::format("Usage:\n"
-                       "  {}\n"
-                       "      How much disk the paths take together, hard links counted once.\n"
-                       "  {}\n"
-                       "      What the cleanup catalog offers for the home folder, with sizes on --measure.\n"
-                       "  {}\n"
-                       "      The cleanup report: what can go, by category, with sizes.\n"
-                       "  {}\n"
-                       "      What the path guard says about removing, trashing or trashing an app at each path.\n"
-                       "  {}\n"
-                       "      Cleans the catalog items with these ids after confirmation, and records it in the\n"
-                       "      history. Exit status 1 when it was not confirmed or a path could not be removed.\n"
-                       "  {}\n"
-                       "      What Tarno has removed, newest first, and the total.\n"
-                       "  {}\n"
-                       "      How memory is used: by programs, the kernel, compression and cache; swap and pressure.\n"
-                       "  {}\n"
-                       "      The capacity of the volume holding PATH (the home folder without one).\n"
-                       "  {}\n"
-                       "      What runs, one group per program: memory, processor share over the last of N samples\n"
-                       "      taken a second apart (2 by default), and the number of processes.\n"
-                       "  tarno-cli --help\n",
-                       measureSyntax.usage, catalogSyntax.usage, scanSyntax.usage, guardSyntax.usage,
-                       cleanSyntax.usage, historySyntax.usage, memorySyntax.usage, diskSyntax.usage,
-                       processesSyntax.usage);
+    return reportUsageError(problem, usageLine(syntax));
+}
+
+namespace {
+
+constexpr std::size_t lineWidth = 100;
+
+// The text in lines of at most lineWidth characters (a longer word stays
+// whole), each starting with `indent` spaces and ending with a newline.
+std::string wrapped(std::string_view text, std::size_t indent)
+{
+    std::string result;
+    std::string line;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        const std::size_t space = text.find(' ', start);
+        const std::string_view word =
+            text.substr(start, space == std::string_view::npos ? std::string_view::npos : space - start);
+        start = space == std::string_view::npos ? text.size() : space + 1;
+        if (word.empty())
+            continue;
+        if (!line.empty() && indent + line.size() + 1 + word.size() > lineWidth) {
+            result += std::string(indent, ' ') + line + '\n';
+            line.clear();
+        }
+        line += line.empty() ? std::string(word) : ' ' + std::string(word);
+    }
+    if (!line.empty())
+        result += std::string(indent, ' ') + line + '\n';
+    return result;
+}
+
+// `head`, then the text wrapped to hang below the end of it.
+std::string hanging(const std::string& head, std::string_view text)
+{
+    const std::string body = wrapped(text, head.size());
+    return head + (body.empty() ? std::string("\n") : body.substr(head.size()));
+}
+
+std::string optionWithValue(const OptionSyntax& option)
+{
+    return option.takesValue() ? fmt::format("{} {}", option.name, option.value) : std::string(option.name);
+}
+
+constexpr OptionSyntax helpOption{"-h, --help", "", "prints this command's usage and options"};
+
+// One line per option, the descriptions in one column.
+std::string optionLines(const std::vector<OptionSyntax>& options, std::size_t indent)
+{
+    std::size_t width = 0;
+    for (const OptionSyntax& option : options)
+        width = std::max(width, optionWithValue(option).size());
+    std::string lines;
+    for (const OptionSyntax& option : options)
+        lines += hanging(fmt::format("{:{}}{:<{}}  ", "", indent, optionWithValue(option), width), option.description);
+    return lines;
+}
+
+} // namespace
+
+std::string usageLine(const CommandSyntax& syntax)
+{
+    std::string line = fmt::format("tarno-cli {}", syntax.name);
+    for (const OptionSyntax& option : syntax.options)
+        line += fmt::format(" [{}]", optionWithValue(option));
+    if (!syntax.operands.empty())
+        line += fmt::format(" {}", syntax.operands);
+    return line;
+}
+
+std::string commandHelp(const CommandSyntax& syntax)
+{
+    std::vector<OptionSyntax> options = syntax.options;
+    options.push_back(helpOption);
+    return fmt::format("Usage: {}\n{}\nOptions:\n{}", usageLine(syntax), wrapped(syntax.description, 0),
+                       optionLines(options, 2));
+}
+
+std::string helpText(const std::vector<const CommandSyntax*>& commands)
+{
+    std::string text = "Usage: tarno-cli COMMAND [OPTION...] [OPERAND...]\n"
+                       "Tarno's cleanup and performance readings from a terminal. Text is for people; --json,\n"
+                       "where a command has it, is for scripts.\n"
+                       "\n"
+                       "Commands:\n";
+    for (const CommandSyntax* command : commands)
+        text += fmt::format("  {}\n{}{}", usageLine(*command), wrapped(command->description, 6),
+                            optionLines(command->options, 8));
+    text += "  tarno-cli --version\n"
+            "      Prints the version.\n"
+            "  tarno-cli --help\n"
+            "      Prints this help; tarno-cli COMMAND --help (or -h) prints one command's.\n"
+            "\n"
+            "Exit status:\n";
+    const auto addStatus = [&text](int status, std::string_view meaning) {
+        text += hanging(fmt::format("  {}  ", status), meaning);
+    };
+    addStatus(successStatus, "Success.");
+    addStatus(incompleteStatus,
+              "The command ran but did not fully succeed: measure, scan or catalog --measure could not read a "
+              "folder, so the sizes leave it out; clean was not confirmed, could not remove a path, left an item to an "
+              "administrator or was interrupted (Ctrl-C ends it after the path under way); disk "
+              "could not ask the volume; memory or processes could not read /proc. What the command could find "
+              "is printed all the same.");
+    addStatus(usageErrorStatus,
+              "Bad usage: an unknown command or option, a missing or unexpected operand, an option without its "
+              "value, a value for a flag, an option with a value given twice, or an id that clean does not "
+              "offer.");
+    return text;
+}
+
+std::string versionText()
+{
+    return fmt::format("tarno-cli {}\n", TARNO_VERSION);
 }
 
 std::string withoutTrailingSlash(std::string path)

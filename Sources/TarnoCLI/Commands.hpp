@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandLine.hpp"
+
 #include <string>
 #include <vector>
 
@@ -15,5 +17,19 @@ int runHistory(const std::vector<std::string>& arguments);
 int runMemory(const std::vector<std::string>& arguments);
 int runDisk(const std::vector<std::string>& arguments);
 int runProcesses(const std::vector<std::string>& arguments);
+
+// A command: its grammar and what runs it.
+struct Command {
+    const CommandSyntax* syntax;
+    int (*run)(const std::vector<std::string>& arguments);
+};
+
+// Every command, in the order --help lists them.
+const std::vector<Command>& commands();
+
+// The whole command line after the program's name: --version, --help, help
+// [COMMAND], or a command with its arguments ("COMMAND --help" prints that
+// command's help). Gives the exit status.
+int runCommandLine(const std::vector<std::string>& arguments);
 
 } // namespace tarno::cli

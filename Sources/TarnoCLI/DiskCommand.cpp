@@ -42,13 +42,13 @@ int runDisk(const std::vector<std::string>& arguments)
     if (!parsed)
         return usageErrorStatus;
     if (parsed->operands.size() > 1)
-        return reportUsageError("only one path", diskSyntax.usage);
+        return reportUsageError("only one path", diskSyntax);
 
     const std::string path = parsed->operands.empty() ? Platform::homeFolder() : parsed->operands.front();
     const std::optional<DiskUsage> usage = SystemStats::disk(path);
     if (!usage) {
         fmt::print(stderr, "tarno-cli: cannot read the capacity of the volume holding '{}'\n", path);
-        return 1;
+        return incompleteStatus;
     }
     if (parsed->has("--json"))
         fmt::print("{}\n", encode(*usage).dump(2));

@@ -33,12 +33,12 @@ int runGuard(const std::vector<std::string>& arguments)
     const std::string& mode = parsed->operands.front();
     const std::optional<Check> check = checkNamed(mode);
     if (!check)
-        return reportUsageError(fmt::format("unknown check '{}'", mode), guardSyntax.usage);
+        return reportUsageError(fmt::format("unknown check '{}'", mode), guardSyntax);
     if (parsed->operands.size() < 2)
-        return reportUsageError("missing path", guardSyntax.usage);
+        return reportUsageError("missing path", guardSyntax);
 
     // The application's own guard: this home, and the system's Applications folder.
-    const PathGuard guardian(homeFor(*parsed), "/Applications");
+    const PathGuard guardian = PathGuard::forHome(homeFor(*parsed));
     for (auto path = parsed->operands.begin() + 1; path != parsed->operands.end(); ++path) {
         const PathGuard::Verdict verdict = (guardian.**check)(*path);
         if (const auto* refused = std::get_if<PathGuard::Refused>(&verdict))

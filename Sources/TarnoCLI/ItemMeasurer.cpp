@@ -25,4 +25,12 @@ std::vector<SizeResult> measureAll(const std::vector<CleanupItem>& items)
     return sizes;
 }
 
+std::int64_t unreadableDirectories(const std::vector<SizeResult>& sizes)
+{
+    std::int64_t count = 0;
+    for (const SizeResult& size : sizes)
+        count += size.unreadableDirectories;
+    return count;
+}
+
 } // namespace tarno::cli::ItemMeasurer

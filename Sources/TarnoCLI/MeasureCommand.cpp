@@ -48,7 +48,7 @@ int runMeasure(const std::vector<std::string>& arguments)
         fmt::print("{}\n", JsonEncoding::encode(size).dump(2));
     else
         printHuman(size);
-    return 0;
+    return statusAfterMeasuring(size.unreadableDirectories);
 }
 
 } // namespace tarno::cli

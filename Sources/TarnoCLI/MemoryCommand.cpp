@@ -49,11 +49,15 @@ int runMemory(const std::vector<std::string>& arguments)
         return usageErrorStatus;
 
     const MemorySnapshot memory = SystemStats::memory();
+    if (memory.total == 0) {
+        fmt::print(stderr, "tarno-cli: cannot read the memory figures from /proc/meminfo\n");
+        return incompleteStatus;
+    }
     if (parsed->has("--json"))
         fmt::print("{}\n", encode(memory).dump(2));
     else
         printHuman(memory);
-    return 0;
+    return successStatus;
 }
 
 } // namespace tarno::cli

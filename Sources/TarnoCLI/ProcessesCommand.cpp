@@ -76,7 +76,7 @@ int runProcesses(const std::vector<std::string>& arguments)
         const auto [end, error] = std::from_chars(given->data(), given->data() + given->size(), samples);
         if (error != std::errc() || end != given->data() + given->size() || samples < 1)
             return reportUsageError(fmt::format("--samples needs a whole number of 1 or more, not '{}'", *given),
-                                    processesSyntax.usage);
+                                    processesSyntax);
     }
 
     // Shares are measured between two samples of one sampler, so only the
@@ -88,6 +88,11 @@ int runProcesses(const std::vector<std::string>& arguments)
         sample = sampler.sample();
     }
 
+    // This program runs, so a sample without any process is one that could not read /proc.
+    if (sample.processes.empty()) {
+        fmt::print(stderr, "tarno-cli: cannot read the processes from /proc\n");
+        return incompleteStatus;
+    }
     if (parsed->has("--json")) {
         Json processes = Json::array();
         for (const ProcessSnapshot& process : sample.processes)

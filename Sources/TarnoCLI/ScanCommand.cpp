@@ -69,13 +69,13 @@ int runScan(const std::vector<std::string>& arguments)
         return usageErrorStatus;
 
     const std::vector<CleanupItem> items = CleanupCatalog::items(environmentFor(*parsed));
-    const std::vector<CategoryGroup> groups = groupShown(items, ItemMeasurer::measureAll(items));
-    if (groups.empty()) {
+    const std::vector<SizeResult> sizes = ItemMeasurer::measureAll(items);
+    const std::vector<CategoryGroup> groups = groupShown(items, sizes);
+    if (groups.empty())
         fmt::print("Nothing to clean\nTarno found no caches or leftovers worth removing.\n");
-        return 0;
-    }
-    printReport(groups);
-    return 0;
+    else
+        printReport(groups);
+    return statusAfterMeasuring(ItemMeasurer::unreadableDirectories(sizes));
 }
 
 } // namespace tarno::cli

@@ -6,6 +6,7 @@ Usage: cli_tests.py PATH-TO-tarno-cli [unittest options]
 
 import json
 import os
+import re
 import stat
 import subprocess
 import sys
@@ -13,6 +14,8 @@ import tempfile
 import unittest
 
 CLI = None
+
+COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -205,12 +208,199 @@ class UsageTests(unittest.TestCase):
                 self.assertEqual(len(completed.stderr.splitlines()), 1, completed.stderr)
                 self.assertIn("usage:", completed.stderr)
 
-    def test_help_lists_every_command(self):
+    def test_top_level_mistakes_are_usage_errors_too(self):
+        cases = [
+            ["--bogus"],
+            ["-x"],
+            ["--version", "extra"],
+            ["--help", "measure"],
+            ["help", "bogus"],
+            ["help", "measure", "scan"],
+            ["catalog", "--home="],
+            ["catalog", "--home", "/tmp/a", "--home=/tmp/b"],
+            ["catalog", "--json=yes"],
+            ["scan", "-"],
+            ["measure", "--bogus", "--help"],
+        ]
+        for arguments in cases:
+            with self.subTest(arguments=arguments):
+                completed = run(*arguments)
+                self.assertEqual((completed.returncode, completed.stdout), (2, ""))
+                self.assertEqual(len(completed.stderr.splitlines()), 1, completed.stderr)
+                self.assertIn("usage:", completed.stderr)
+
+    def test_version_is_the_projects(self):
+        project = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "CMakeLists.txt")
+        with open(project) as stream:
+            version = re.search(r"project\(Tarno VERSION (\S+)", stream.read()).group(1)
+        completed = run("--version")
+        self.assertEqual((completed.returncode, completed.stdout, completed.stderr), (0, f"tarno-cli {version}\n", ""))
+
+    def test_help_lists_every_command_and_option_then_the_exit_statuses(self):
         completed = run("--help")
-        self.assertEqual(completed.returncode, 0)
-        for command in ("tarno-cli measure", "tarno-cli catalog", "tarno-cli scan", "tarno-cli guard",
-                        "tarno-cli clean", "tarno-cli history"):
-            self.assertIn(command, completed.stdout)
+        self.assertEqual((completed.returncode, completed.stderr), (0, ""))
+        self.assertEqual(run("-h").stdout, completed.stdout)
+        self.assertEqual(run("help").stdout, completed.stdout)
+        for command in COMMANDS:
+            with self.subTest(command=command):
+                # Every option the command's own help names is in the overall help, under its usage line.
+                usage = run(command, "--help").stdout.splitlines()[0].removeprefix("Usage: ")
+                self.assertIn("\n  " + usage + "\n", completed.stdout)
+        self.assertIn("tarno-cli --version", completed.stdout)
+        statuses = completed.stdout[completed.stdout.index("\nExit status:\n"):]
+        self.assertEqual(re.findall(r"^  (\d)  ", statuses, re.MULTILINE), ["0", "1", "2"])
+
+    def test_each_command_explains_itself_and_does_nothing_else(self):
+        with tempfile.TemporaryDirectory(prefix="tarno-cli-help-") as home:
+            write_file(os.path.join(home, "Library", "Developer", "Xcode", "DerivedData", "App", "app.o"), 1000)
+            before = tree_of(home)
+            for command in COMMANDS:
+                with self.subTest(command=command):
+                    completed = run(command, "--help", home=home, stdin=subprocess.DEVNULL)
+                    self.assertEqual((completed.returncode, completed.stderr), (0, ""))
+                    lines = completed.stdout.splitlines()
+                    self.assertTrue(lines[0].startswith(f"Usage: tarno-cli {command}"), lines[0])
+                    self.assertIn("  -h, --help  ", completed.stdout)
+                    options = re.findall(r"\[(--[a-z-]+)", lines[0])
+                    for option in options:
+                        self.assertRegex(completed.stdout, r"\n  " + option + r"( [A-Z]+)? +\w")
+                    # Either spelling, after other options, and as help's operand, say the same.
+                    self.assertEqual(run(command, "-h").stdout, completed.stdout)
+                    self.assertEqual(run("help", command).stdout, completed.stdout)
+                    for flag in re.findall(r"\[(--[a-z-]+)\]", lines[0])[:1]:
+                        self.assertEqual(run(command, flag, "--help").stdout, completed.stdout)
+            # Asking clean for help cleans nothing, whatever else is on the line.
+            completed = run("clean", "--yes", "xcode.derivedData", "--help", home=home, stdin=subprocess.DEVNULL)
+            self.assertEqual(completed.returncode, 0)
+            self.assertEqual(tree_of(home), before)
+
+
+class TextOutputTests(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-text-")
+        self.empty = os.path.join(self.folder.name, "empty")
+        self.home = os.path.join(self.folder.name, "home")
+        os.makedirs(self.empty)
+        write_file(os.path.join(self.home, "Library", "Developer", "Xcode", "DerivedData", "App", "app.o"), 40000)
+        write_file(os.path.join(self.home, "Documents", "letter.txt"), 100)
+        history = os.path.join(self.home, "Library", "Application Support", "Tarno", "history.json")
+        os.makedirs(os.path.dirname(history))
+        with open(history, "w") as stream:
+            json.dump([{"date": "2024-05-01T09:30:00Z", "source": "Cleanup", "freedBytes": 2000,
+                        "items": ["Trash"], "failures": 0}], stream)
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def test_every_command_ends_its_output_with_a_newline(self):
+        documents = os.path.join(self.home, "Documents")
+        cases = [
+            ["measure", documents],
+            ["measure", "--json", documents],
+            ["measure", os.path.join(self.empty, "missing")],
+            ["catalog", "--home", self.empty],
+            ["catalog", "--json", "--home", self.empty],
+            ["catalog", "--measure", "--home", self.home],
+            ["catalog", "--json", "--measure", "--home", self.home],
+            ["scan", "--home", self.empty],
+            ["scan", "--home", self.home],
+            ["guard", "delete", "--home", self.home, documents, os.path.join(self.home, "Library", "Caches")],
+            ["clean", "--dry-run", "--home", self.home, "xcode.derivedData"],
+            ["history", "--home", self.empty],
+            ["history", "--home", self.home],
+            ["history", "--json", "--home", self.home],
+            ["memory"],
+            ["memory", "--json"],
+            ["disk", self.home],
+            ["disk", "--json", self.home],
+            ["processes", "--samples", "1"],
+            ["processes", "--json", "--samples", "1"],
+            ["--version"],
+            ["--help"],
+            ["scan", "--help"],
+            # Last, as it empties DerivedData.
+            ["clean", "--yes", "--home", self.home, "xcode.derivedData"],
+        ]
+        for arguments in cases:
+            with self.subTest(arguments=arguments):
+                completed = run(*arguments, home=self.empty, stdin=subprocess.DEVNULL)
+                self.assertEqual(completed.returncode, 0, completed.stderr)
+                self.assertNotEqual(completed.stdout, "")
+                self.assertTrue(completed.stdout.endswith("\n"), repr(completed.stdout[-80:]))
+        self.assertEqual(os.listdir(os.path.join(self.home, "Library", "Developer", "Xcode", "DerivedData")), [])
+        self.assertTrue(os.path.exists(os.path.join(self.home, "Documents", "letter.txt")))
+
+
+def run_unprivileged(arguments, home):
+    """Runs as "nobody" when root (who reads every folder), else as oneself."""
+    rights = dict(user=65534, group=65534, extra_groups=[]) if os.geteuid() == 0 else {}
+    environment = dict(os.environ, HOME=home, XDG_DATA_HOME=os.path.join(home, ".local", "share"))
+    return subprocess.run([CLI, *arguments], capture_output=True, text=True, timeout=60, env=environment,
+                          stdin=subprocess.DEVNULL, **rights)
+
+
+def can_hide_proc():
+    if os.geteuid() != 0:
+        return False
+    probe = subprocess.run(["unshare", "-m", "--propagation", "private", "mount", "-t", "tmpfs", "none", "/proc"],
+                           capture_output=True)
+    return probe.returncode == 0
+
+
+class ExitStatusTests(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-status-")
+        self.home = self.folder.name
+        self.derived = os.path.join(self.home, "Library", "Developer", "Xcode", "DerivedData")
+        write_file(os.path.join(self.derived, "App", "app.o"), 40000)
+        self.locked = os.path.join(self.derived, "Locked")
+        write_file(os.path.join(self.locked, "index.db"), 100)
+        for folder, folders, files in os.walk(self.home):
+            os.chmod(folder, 0o755)
+        os.chmod(self.locked, 0)
+
+    def tearDown(self):
+        os.chmod(self.locked, 0o755)
+        self.folder.cleanup()
+
+    def test_a_folder_that_cannot_be_read_makes_a_measure_incomplete(self):
+        cases = [
+            ["measure", self.derived],
+            ["measure", "--json", self.derived],
+            ["scan", "--home", self.home],
+            ["catalog", "--measure", "--home", self.home],
+            ["catalog", "--json", "--measure", "--home", self.home],
+        ]
+        for arguments in cases:
+            with self.subTest(arguments=arguments):
+                completed = run_unprivileged(arguments, self.home)
+                self.assertEqual(completed.returncode, 1, completed.stderr)
+                # The answer is printed all the same, and stderr says what it leaves out.
+                self.assertTrue(completed.stdout.endswith("\n"), completed.stdout)
+                self.assertEqual(completed.stderr, "tarno-cli: 1 folder could not be read; the sizes leave it out\n")
+        self.assertEqual(json.loads(run_unprivileged(["measure", "--json", self.derived], self.home).stdout)
+                         ["unreadableDirectories"], 1)
+        # What does not measure, or measures what it can read, succeeds.
+        for arguments in (["catalog", "--home", self.home], ["measure", os.path.join(self.derived, "App")]):
+            with self.subTest(arguments=arguments):
+                completed = run_unprivileged(arguments, self.home)
+                self.assertEqual((completed.returncode, completed.stderr), (0, ""))
+
+    @unittest.skipUnless(can_hide_proc(), "needs root and a mount namespace to hide /proc")
+    def test_memory_and_processes_without_proc_are_incomplete(self):
+        for arguments in (["memory"], ["memory", "--json"], ["processes", "--samples", "1"]):
+            with self.subTest(arguments=arguments):
+                # The leak checker needs /proc itself; under the sanitizers it is off
+                # here and the sanitizer's own warnings are not the program's words.
+                environment = dict(os.environ)
+                environment["ASAN_OPTIONS"] = environment.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+                completed = subprocess.run(
+                    ["unshare", "-m", "--propagation", "private", "sh", "-c",
+                     'mount -t tmpfs none /proc && exec "$0" "$@"', CLI, *arguments],
+                    capture_output=True, text=True, timeout=60, env=environment)
+                stderr = re.sub(r"^==\d+==.*\n", "", completed.stderr, flags=re.MULTILINE)
+                self.assertEqual((completed.returncode, completed.stdout), (1, ""))
+                self.assertRegex(stderr, r"^tarno-cli: cannot read .*/proc.*\n$")
 
 
 class CatalogTests(unittest.TestCase):
@@ -352,6 +542,13 @@ class CleanTests(unittest.TestCase):
         self.assertIn("Clean this item? [y/N] ", stdout)
         self.assertEqual(os.listdir(self.derived), [])
 
+    def test_end_of_file_at_the_prompt_ends_the_line_and_cleans_nothing(self):
+        before = tree_of(self.home)
+        status, stdout = run_on_terminal(["clean", "xcode.derivedData"], self.home, "\x04")
+        self.assertEqual(status, 1)
+        self.assertTrue(stdout.endswith("Clean this item? [y/N] \nNothing was cleaned.\n"), stdout)
+        self.assertEqual(tree_of(self.home), before)
+
     def test_an_unknown_id_is_named_and_nothing_happens(self):
         before = tree_of(self.home)
         completed = run("clean", "--yes", "xcode.derivedData", "no.such.item", "android.avd.Gone", home=self.home,
@@ -371,7 +568,7 @@ class CleanTests(unittest.TestCase):
         completed = subprocess.run([CLI, "clean", "--yes", "--home", self.home, "xcode.derivedData"],
                                    capture_output=True, text=True, timeout=60, stdin=subprocess.DEVNULL,
                                    user=65534, group=65534, extra_groups=[])
-        self.assertEqual(completed.returncode, 0, completed.stderr)
+        self.assertEqual(completed.returncode, 1, completed.stderr)
         self.assertIn("needs an administrator", completed.stdout)
         self.assertIn("Nothing to clean", completed.stdout)
         self.assertEqual(tree_of(self.home), before)
