@@ -1,42 +1,38 @@
 #include "Tarno/AppMachine.hpp"
 
-#include "TarnoCore/Cleanup/AdminCleanup.hpp"
-#include "TarnoCore/Cleanup/CleanupCatalog.hpp"
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
-#include "TarnoCore/Foundation/PrivacyAccess.hpp"
 #include "TarnoCore/Performance/SystemStats.hpp"
-#include "TarnoCore/Platform/DesktopEntries.hpp"
 
-#include <QProcess>
-#include <QStringList>
+#include <memory>
+#include <mutex>
 
 namespace tarno {
 
+AppMachine::History AppMachine::History::inFile(const std::string& file)
+{
+    // Appends read the file and write it again: two at once would lose one.
+    auto writing = std::make_shared<std::mutex>();
+    const CleanupHistory history = CleanupHistory::inFile(file);
+    return History{
+        .load = [history, writing] {
+            const std::lock_guard lock(*writing);
+            return history.load();
+        },
+        .append = [history, writing](const CleanupRecord& record) {
+            const std::lock_guard lock(*writing);
+            history.append(record);
+        },
+    };
+}
+
 AppMachine AppMachine::live(CleanupEnvironment environment)
 {
-    std::string historyFile = CleanupHistory(environment.home).file();
+    std::string home = environment.home;
     return AppMachine{
-        .environment = std::move(environment),
-        .catalog = [](const CleanupEnvironment& env) { return CleanupCatalog::items(env); },
-        .measure = [](const CleanupItem& item) { return item.measure(); },
-        .perform = [](const PathGuard& guardian, const CleanupAction& action) {
-            return Cleaner{guardian}.perform(action);
-        },
-        .removeAsAdministrator = [](const std::vector<std::string>& paths, const std::string& prompt) {
-            return AdminCleanup::remove(paths, prompt);
-        },
-        .hasFullDiskAccess = [](const std::string& home) { return PrivacyAccess::hasFullDiskAccess(home); },
+        .home = home,
+        .history = History::inFile(CleanupHistory(home).file()),
         .disk = [](const std::string& path) { return SystemStats::disk(path); },
-        .historyFile = std::move(historyFile),
-        .dockerApplication = Platform::desktopApplicationCommand(Platform::dockerDesktopID()),
-        .launch = [](const std::vector<std::string>& command) {
-            if (command.empty())
-                return false;
-            QStringList arguments;
-            for (auto argument = command.begin() + 1; argument != command.end(); ++argument)
-                arguments.append(QString::fromStdString(*argument));
-            return QProcess::startDetached(QString::fromStdString(command.front()), arguments);
-        },
+        .cleanup = CleanupMachine::live(std::move(environment)),
     };
 }
 

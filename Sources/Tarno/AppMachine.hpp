@@ -1,9 +1,8 @@
 #pragma once
 
-#include "TarnoCore/Cleanup/Cleaner.hpp"
-#include "TarnoCore/Cleanup/CleanupEnvironment.hpp"
-#include "TarnoCore/Cleanup/CleanupItem.hpp"
-#include "TarnoCore/Foundation/PathGuard.hpp"
+#include "Tarno/CleanupMachine.hpp"
+
+#include "TarnoCore/Cleanup/CleanupRecord.hpp"
 #include "TarnoCore/Performance/DiskUsage.hpp"
 
 #include <functional>
@@ -13,30 +12,27 @@
 
 namespace tarno {
 
-// Everything the application model asks of the machine, as values and
-// callables: the live machine for the application, a made-up one for tests
-// and demonstrations. Every callable may be called from any thread and may
-// block.
+// Everything the application asks of the machine: what the models share (the
+// home folder, the history, the disk) and one record per section. The live
+// machine for the application, the demo machine for `--demo` and the
+// snapshots, made-up ones for the tests. Every callable may be called from
+// any thread and may block.
 struct AppMachine {
-    CleanupEnvironment environment;
-    // The catalog's items for an environment.
-    std::function<std::vector<CleanupItem>(const CleanupEnvironment&)> catalog;
-    std::function<SizeResult(const CleanupItem&)> measure;
-    // Carries out an action, every path put to the guard first.
-    std::function<CleanReport(const PathGuard&, const CleanupAction&)> perform;
-    // Removes root's paths after the platform's password prompt: none on
-    // success, "cancelled", or a message for the user.
-    std::function<std::optional<std::string>(const std::vector<std::string>& paths, const std::string& prompt)>
-        removeAsAdministrator;
-    std::function<bool(const std::string& home)> hasFullDiskAccess;
+    // Where the history of removals is kept.
+    struct History {
+        // Newest first; nothing when it cannot be read.
+        std::function<std::vector<CleanupRecord>()> load;
+        std::function<void(const CleanupRecord&)> append;
+
+        // The history file at this path.
+        static History inFile(const std::string& file);
+    };
+
+    std::string home;
+    History history;
     // The capacity of the volume that holds a path.
     std::function<std::optional<DiskUsage>(const std::string& path)> disk;
-    std::string historyFile;
-    // The command that opens Docker's desktop application; none when this
-    // machine has none.
-    std::optional<std::vector<std::string>> dockerApplication;
-    // Starts a program and leaves it running; false when it could not start.
-    std::function<bool(const std::vector<std::string>& command)> launch;
+    CleanupMachine cleanup;
 
     // This machine, looked at through the given environment.
     static AppMachine live(CleanupEnvironment environment);

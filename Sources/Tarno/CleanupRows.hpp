@@ -1,23 +1,43 @@
 #pragma once
 
-#include <QAbstractListModel>
+#include "Tarno/KeyedRows.hpp"
+
+#include <QObject>
 #include <QString>
 #include <QStringList>
-#include <QVariantList>
-#include <QtQml/qqmlregistration.h>
 
 #include <vector>
 
 namespace tarno {
 
-class AppModel;
+class CleanupModel;
 
-// One line of the Cleanup list: a category's header or one of its items.
+// One line of the Cleanup list: a category's header or one of its items. Its
+// properties are the roles the view reads.
 struct CleanupRow {
+    Q_GADGET
+    Q_PROPERTY(QString key MEMBER key)
+    Q_PROPERTY(QString kind READ kindName)
+    Q_PROPERTY(QString rowId MEMBER id)
+    Q_PROPERTY(QString title MEMBER title)
+    Q_PROPERTY(QString symbol MEMBER symbol)
+    Q_PROPERTY(int categoryIndex MEMBER categoryIndex)
+    Q_PROPERTY(QString detail MEMBER detail)
+    Q_PROPERTY(QString sizeText MEMBER sizeText)
+    Q_PROPERTY(QString selectionButton MEMBER selectionButton)
+    Q_PROPERTY(bool hasCheckbox MEMBER hasCheckbox)
+    Q_PROPERTY(bool isChecked MEMBER isChecked)
+    Q_PROPERTY(bool checkboxEnabled MEMBER checkboxEnabled)
+    Q_PROPERTY(QStringList badges MEMBER badges)
+    Q_PROPERTY(QStringList badgeTones MEMBER badgeTones)
+    Q_PROPERTY(QString adminButton MEMBER adminButton)
+    Q_PROPERTY(bool adminButtonEnabled MEMBER adminButtonEnabled)
+
+public:
     enum class Kind { header, item };
 
-    Kind kind = Kind::item;
     QString key;             // "header:<category>" or "item:<id>": the row's identity
+    Kind kind = Kind::item;
     QString id;              // the item's id, or the category's raw value
     QString title;
     QString symbol;          // headers: the category's symbol; items that need an administrator: "lock"
@@ -33,55 +53,14 @@ struct CleanupRow {
     QString adminButton;     // "Clean with Password…", "Copy Command" or empty
     bool adminButtonEnabled = false;
 
+    QString kindName() const { return kind == Kind::header ? QStringLiteral("header") : QStringLiteral("item"); }
     bool operator==(const CleanupRow&) const = default;
 };
 
 // The rows of the Cleanup list for a model's current state: for each
 // category in order its header, then its items.
-std::vector<CleanupRow> cleanupRows(const AppModel& model);
+std::vector<CleanupRow> cleanupRows(const CleanupModel& model);
 
-// The Cleanup list as the screen shows it. Rows keep their identity while
-// sizes arrive and items come and go, so the view keeps its place.
-class CleanupRows : public QAbstractListModel {
-    Q_OBJECT
-    QML_ELEMENT
-    QML_UNCREATABLE("The Cleanup screen owns its rows")
-
-public:
-    enum Role {
-        KindRole = Qt::UserRole + 1, // "header" or "item"
-        KeyRole,
-        IdRole,
-        TitleRole,
-        SymbolRole,
-        CategoryIndexRole,
-        DetailRole,
-        SizeTextRole,
-        SelectionButtonRole,
-        HasCheckboxRole,
-        IsCheckedRole,
-        CheckboxEnabledRole,
-        BadgesRole,
-        BadgeTonesRole,
-        AdminButtonRole,
-        AdminButtonEnabledRole,
-    };
-    Q_ENUM(Role)
-
-    explicit CleanupRows(QObject* parent = nullptr);
-
-    int rowCount(const QModelIndex& parent = {}) const override;
-    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
-    QHash<int, QByteArray> roleNames() const override;
-
-    const std::vector<CleanupRow>& rows() const { return m_rows; }
-
-    // Moves to these rows by removing, inserting and changing as little as
-    // it can. Both lists must follow one order (categories, then catalog order).
-    void update(std::vector<CleanupRow> rows);
-
-private:
-    std::vector<CleanupRow> m_rows;
-};
+using CleanupRows = RowList<CleanupRow>;
 
 } // namespace tarno

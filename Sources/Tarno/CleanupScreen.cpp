@@ -17,24 +17,24 @@ QString bytesText(std::int64_t bytes)
     return QString::fromStdString(ByteFormat::string(bytes));
 }
 
-std::int64_t totalSize(const AppModel& model, const std::vector<CleanupItem>& items)
+std::int64_t totalSize(const CleanupModel& model, const std::vector<CleanupItem>& items)
 {
     return std::accumulate(items.begin(), items.end(), std::int64_t{0},
                            [&model](std::int64_t sum, const CleanupItem& item) { return sum + model.measuredBytes(item.id); });
 }
 
-bool isBusy(AppModel::CleanupPhase phase)
+bool isBusy(CleanupModel::Phase phase)
 {
-    return phase == AppModel::CleanupPhase::scanning || phase == AppModel::CleanupPhase::cleaning;
+    return phase == CleanupModel::Phase::scanning || phase == CleanupModel::Phase::cleaning;
 }
 
 
 } // namespace
 
-std::vector<CleanupRow> cleanupRows(const AppModel& model)
+std::vector<CleanupRow> cleanupRows(const CleanupModel& model)
 {
     std::vector<CleanupRow> rows;
-    const bool isCleaning = model.cleanupPhase() == AppModel::CleanupPhase::cleaning;
+    const bool isCleaning = model.phase() == CleanupModel::Phase::cleaning;
     for (CleanupCategory category : model.categories()) {
         const std::vector<CleanupItem> items = model.items(category);
 
@@ -71,7 +71,7 @@ std::vector<CleanupRow> cleanupRows(const AppModel& model)
                                        ? QStringLiteral("Belongs to the system, so macOS asks for your password. ")
                                        : QStringLiteral("Needs an administrator: paste the command into Terminal. "));
                 row.adminButton = hasPasswordRoad ? QStringLiteral("Clean with Password…") : QStringLiteral("Copy Command");
-                row.adminButtonEnabled = !hasPasswordRoad || model.cleanupPhase() == AppModel::CleanupPhase::ready;
+                row.adminButtonEnabled = !hasPasswordRoad || model.phase() == CleanupModel::Phase::ready;
             } else {
                 row.hasCheckbox = true;
                 row.isChecked = model.selection().contains(item.id);
@@ -97,7 +97,7 @@ CleanupScreen::CleanupScreen(QObject* parent)
 {
 }
 
-void CleanupScreen::setModel(AppModel* model)
+void CleanupScreen::setModel(CleanupModel* model)
 {
     if (m_model == model)
         return;
@@ -105,10 +105,10 @@ void CleanupScreen::setModel(AppModel* model)
         disconnect(m_model, nullptr, this, nullptr);
     m_model = model;
     if (m_model) {
-        for (auto signal : {&AppModel::cleanupPhaseChanged, &AppModel::itemsChanged, &AppModel::sizesChanged,
-                            &AppModel::selectionChanged, &AppModel::cleanSummaryChanged,
-                            &AppModel::cleaningTitleChanged, &AppModel::dockerStatusChanged,
-                            &AppModel::hasFullDiskAccessChanged})
+        for (auto signal : {&CleanupModel::phaseChanged, &CleanupModel::itemsChanged, &CleanupModel::sizesChanged,
+                            &CleanupModel::selectionChanged, &CleanupModel::cleanSummaryChanged,
+                            &CleanupModel::cleaningTitleChanged, &CleanupModel::dockerStatusChanged,
+                            &CleanupModel::hasFullDiskAccessChanged})
             connect(m_model, signal, this, &CleanupScreen::refresh);
     }
     refresh();
@@ -131,14 +131,14 @@ CleanupScreen::State CleanupScreen::currentState() const
     State state;
     if (!m_model)
         return state;
-    const AppModel& model = *m_model;
-    const AppModel::CleanupPhase phase = model.cleanupPhase();
+    const CleanupModel& model = *m_model;
+    const CleanupModel::Phase phase = model.phase();
     const std::vector<CleanupItem> visible = model.visibleItems();
     const std::vector<CleanupItem> selected = model.selectedItems();
     const std::optional<CleanSummary>& summary = model.cleanSummary();
 
     if (visible.empty() && !summary) {
-        if (phase == AppModel::CleanupPhase::ready) {
+        if (phase == CleanupModel::Phase::ready) {
             state.content = Content::Empty;
             state.stateTitle = QStringLiteral("Nothing to clean");
             state.stateSymbol = QStringLiteral("checkmark.circle");
@@ -161,23 +161,23 @@ CleanupScreen::State CleanupScreen::currentState() const
         if (!summary->failures.empty()) {
             state.failuresTitle = QStringLiteral("%1 could not be removed").arg(summary->failures.size());
             for (const CleanReport::Failure& failure : summary->failures)
-                state.failureLines.append(failureLine(failure, model.environment().home));
+                state.failureLines.append(failureLine(failure, model.home()));
         }
     }
     state.showsFullDiskAccessBanner = !model.hasFullDiskAccess();
     state.showsDockerBanner = model.dockerStatus().isNotRunning();
 
     switch (phase) {
-    case AppModel::CleanupPhase::idle:
-    case AppModel::CleanupPhase::scanning:
+    case CleanupModel::Phase::idle:
+    case CleanupModel::Phase::scanning:
         state.footerIsBusy = true;
         state.footerText = QStringLiteral("Measuring %1 of %2…").arg(model.sizes().size()).arg(model.items().size());
         break;
-    case AppModel::CleanupPhase::ready:
+    case CleanupModel::Phase::ready:
         state.footerText = selected.size() == 1 ? QStringLiteral("1 item selected")
                                                 : QStringLiteral("%1 items selected").arg(selected.size());
         break;
-    case AppModel::CleanupPhase::cleaning:
+    case CleanupModel::Phase::cleaning:
         state.footerIsBusy = true;
         state.footerText = QStringLiteral("Cleaning %1…").arg(model.cleaningTitle().value_or(QString()));
         break;
@@ -185,7 +185,7 @@ CleanupScreen::State CleanupScreen::currentState() const
     const std::int64_t selectedBytes = totalSize(model, selected);
     if (selectedBytes > 0)
         state.selectedBytesText = bytesText(selectedBytes);
-    state.cleanEnabled = phase == AppModel::CleanupPhase::ready && !selected.empty();
+    state.cleanEnabled = phase == CleanupModel::Phase::ready && !selected.empty();
 
     state.confirmationTitle = QStringLiteral("Clean %1?").arg(bytesText(selectedBytes));
     const bool allToTrash = std::all_of(selected.begin(), selected.end(), [](const CleanupItem& item) {
@@ -216,7 +216,7 @@ void CleanupScreen::refresh()
 
 void CleanupScreen::appeared()
 {
-    if (m_model && m_model->cleanupPhase() == AppModel::CleanupPhase::idle)
+    if (m_model && m_model->phase() == CleanupModel::Phase::idle)
         m_model->scan();
 }
 
@@ -231,7 +231,7 @@ void CleanupScreen::setItemSelected(const QString& id, bool selected)
     if (!m_model)
         return;
     const CleanupItem* item = m_model->item(id.toStdString());
-    if (!item || item->requiresAdmin || m_model->cleanupPhase() == AppModel::CleanupPhase::cleaning)
+    if (!item || item->requiresAdmin || m_model->phase() == CleanupModel::Phase::cleaning)
         return;
     std::set<std::string> selection = m_model->selection();
     if (selected)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tarno/AppModel.hpp"
+#include "Tarno/CleanupModel.hpp"
 #include "Tarno/CleanupRows.hpp"
 
 #include "TarnoCore/Cleanup/CleanSummary.hpp"
@@ -17,14 +17,14 @@
 
 namespace tarno {
 
-// What the Cleanup screen says and allows, worked out from the application
+// What the Cleanup screen says and allows, worked out from the section's
 // model: every word, every shown or hidden part and every enabled state. The
 // screen's QML lays these out and forwards the user's actions here.
 class CleanupScreen : public QObject {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(tarno::AppModel* model READ model WRITE setModel NOTIFY modelChanged)
-    Q_PROPERTY(tarno::CleanupRows* rows READ rows CONSTANT)
+    Q_PROPERTY(tarno::CleanupModel* model READ model WRITE setModel NOTIFY modelChanged)
+    Q_PROPERTY(tarno::KeyedRows* rows READ rows CONSTANT)
 
     Q_PROPERTY(Content content READ content NOTIFY changed)
     // The words of the spinner or of the empty state, when the list is not shown.
@@ -73,8 +73,8 @@ public:
 
     explicit CleanupScreen(QObject* parent = nullptr);
 
-    AppModel* model() const { return m_model; }
-    void setModel(AppModel* model);
+    CleanupModel* model() const { return m_model; }
+    void setModel(CleanupModel* model);
     CleanupRows* rows() const { return m_rows; }
 
     Content content() const { return m_state.content; }
@@ -176,7 +176,7 @@ private:
     State currentState() const;
     void refresh();
 
-    QPointer<AppModel> m_model;
+    QPointer<CleanupModel> m_model;
     CleanupRows* m_rows = nullptr;
     State m_state;
 };

@@ -28,8 +28,16 @@ Snapshotter::Snapshotter(QQuickWindow* window, AppModel* model, QString folder, 
         // Queued: the frame may be swapped on the render thread, and the grab
         // belongs on this one.
         connect(m_window, &QQuickWindow::frameSwapped, this, [this] {
-            if (m_waitingForFrame)
-                capture();
+            if (!m_waitingForFrame)
+                return;
+            // The first frame after staging may still hold work the scene
+            // queued for later (a list scrolling back to its top): the
+            // picture is the frame after it.
+            if (--m_framesToWait > 0) {
+                m_window->update();
+                return;
+            }
+            capture();
         }, Qt::QueuedConnection);
     }
 }
@@ -41,38 +49,50 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
         list.push_back({rawValue(section), [section](AppModel& model) { model.setSection(section); }});
 
     // The Cleanup screen's other states, staged from what the scan found.
+    using Phase = CleanupModel::Phase;
     list.push_back({QStringLiteral("cleanup-confirmation"), [](AppModel& model) {
                         model.setSection(AppModel::Section::cleanup);
-                        model.setConfirmingClean(true);
+                        model.cleanup()->setConfirmingClean(true);
                     }});
     list.push_back({QStringLiteral("cleanup-cleaning"), [](AppModel& model) {
-                        model.setConfirmingClean(false);
-                        const std::vector<CleanupItem> selected = model.selectedItems();
-                        model.setCleanupPhase(AppModel::CleanupPhase::cleaning);
+                        CleanupModel& cleanup = *model.cleanup();
+                        cleanup.setConfirmingClean(false);
+                        const std::vector<CleanupItem> selected = cleanup.selectedItems();
+                        cleanup.setPhase(Phase::cleaning);
                         if (!selected.empty())
-                            model.setCleaningTitle(QString::fromStdString(selected.front().title));
+                            cleanup.setCleaningTitle(QString::fromStdString(selected.front().title));
                     }});
     list.push_back({QStringLiteral("cleanup-summary"), [](AppModel& model) {
                         // What cleaning the selection would report, with one
                         // refusal to show how failures read.
+                        CleanupModel& cleanup = *model.cleanup();
                         CleanSummary summary;
-                        for (const CleanupItem& item : model.selectedItems()) {
-                            const std::int64_t bytes = model.measuredBytes(item.id);
+                        for (const CleanupItem& item : cleanup.selectedItems()) {
+                            const std::int64_t bytes = cleanup.measuredBytes(item.id);
                             (item.action.as<CleanupAction::Trash>() ? summary.trashed : summary.freed) += bytes;
+                            if (item.category == CleanupCategory::docker && item.knownBytes)
+                                summary.insideDocker += bytes;
                         }
                         summary.failures.push_back(
-                            {model.environment().home + "/Library/Caches/com.example.Busy/lock.db",
-                             "permission denied"});
-                        model.setCleaningTitle(std::nullopt);
-                        model.setCleanupPhase(AppModel::CleanupPhase::ready);
-                        model.setCleanSummary(summary);
+                            {cleanup.home() + "/.cache/google-chrome/Default/Cache/index", "permission denied"});
+                        cleanup.setCleaningTitle(std::nullopt);
+                        cleanup.setPhase(Phase::ready);
+                        cleanup.setCleanSummary(summary);
+                    }});
+    list.push_back({QStringLiteral("cleanup-banners"), [](AppModel& model) {
+                        CleanupModel& cleanup = *model.cleanup();
+                        cleanup.setCleanSummary(std::nullopt);
+                        cleanup.setHasFullDiskAccess(false);
+                        cleanup.setDockerStatus(DockerStatus::notRunning());
                     }});
     list.push_back({QStringLiteral("cleanup-empty"), [](AppModel& model) {
-                        model.setCleanSummary(std::nullopt);
-                        model.setSizes({});
+                        CleanupModel& cleanup = *model.cleanup();
+                        cleanup.setHasFullDiskAccess(true);
+                        cleanup.setDockerStatus(DockerStatus::notInstalled());
+                        cleanup.setSizes({});
                     }});
     list.push_back({QStringLiteral("cleanup-scanning"), [](AppModel& model) {
-                        model.setCleanupPhase(AppModel::CleanupPhase::scanning);
+                        model.cleanup()->setPhase(Phase::scanning);
                     }});
     return list;
 }
@@ -99,16 +119,17 @@ void Snapshotter::start()
     m_next = 0;
     m_started = false;
     // The pictures show what the first scan found, so they wait for it.
-    if (m_model->cleanupPhase() == AppModel::CleanupPhase::ready) {
+    CleanupModel* cleanup = m_model->cleanup();
+    if (cleanup->phase() == CleanupModel::Phase::ready) {
         begin();
         return;
     }
-    connect(m_model, &AppModel::cleanupPhaseChanged, this, [this] {
-        if (m_model->cleanupPhase() == AppModel::CleanupPhase::ready)
+    connect(cleanup, &CleanupModel::phaseChanged, this, [this, cleanup] {
+        if (cleanup->phase() == CleanupModel::Phase::ready)
             begin();
     });
-    if (m_model->cleanupPhase() == AppModel::CleanupPhase::idle)
-        m_model->scan();
+    if (cleanup->phase() == CleanupModel::Phase::idle)
+        cleanup->scan();
 }
 
 void Snapshotter::begin()
@@ -116,7 +137,7 @@ void Snapshotter::begin()
     if (m_started)
         return;
     m_started = true;
-    disconnect(m_model, &AppModel::cleanupPhaseChanged, this, nullptr);
+    disconnect(m_model->cleanup(), &CleanupModel::phaseChanged, this, nullptr);
     showNext();
 }
 
@@ -128,6 +149,7 @@ void Snapshotter::showNext()
     }
     m_shots[m_next].stage(*m_model);
     m_waitingForFrame = true;
+    m_framesToWait = 2;
     m_frameTimeout.start();
     m_window->update();
 }

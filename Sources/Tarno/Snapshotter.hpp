@@ -16,7 +16,8 @@ class AppModel;
 
 // Renders the main window to PNG files once the first scan is ready: each
 // section as <section raw value>.png, then the Cleanup screen in its other
-// states (cleanup-confirmation, -cleaning, -summary, -empty, -scanning).
+// states (cleanup-confirmation, -cleaning, -summary, -banners, -empty,
+// -scanning).
 // Those states are staged on the model for the picture: nothing is removed.
 class Snapshotter : public QObject {
     Q_OBJECT
@@ -53,6 +54,7 @@ private:
     std::vector<Shot> m_shots;
     std::size_t m_next = 0;
     bool m_waitingForFrame = false;
+    int m_framesToWait = 0;
     bool m_started = false;
     QTimer m_frameTimeout;
 };

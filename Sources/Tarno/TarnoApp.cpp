@@ -1,5 +1,6 @@
 #include "Tarno/TarnoApp.hpp"
 
+#include "Tarno/Demo/DemoMachine.hpp"
 #include "Tarno/IconImageProvider.hpp"
 #include "Tarno/Preference.hpp"
 #include "Tarno/SymbolIcons.hpp"
@@ -23,8 +24,9 @@ bool systemPaletteIsDark()
 } // namespace
 
 TarnoApp::TarnoApp(LaunchOptions options, QObject* parent)
-    : TarnoApp(std::move(options), Preferences::standardStore(),
-               [] { return AppMachine::live(CleanupEnvironment::live()); }, parent)
+    : TarnoApp(options, Preferences::standardStore(),
+               [demo = options.demo] { return demo ? Demo::machine() : AppMachine::live(CleanupEnvironment::live()); },
+               parent)
 {
 }
 
@@ -44,6 +46,9 @@ TarnoApp::TarnoApp(LaunchOptions options,
     Preference::showMenuBarItemIfWanted(*m_preferences);
 
     m_model = new AppModel(makeMachine(), this);
+    // Quitting stops the work under way at once, before anything is torn down.
+    if (QCoreApplication* application = QCoreApplication::instance())
+        connect(application, &QCoreApplication::aboutToQuit, m_model, &AppModel::cancelAll);
 
     // No updater is built: Linux has no update framework for the application
     // to drive, so there is nothing to check for updates with.
@@ -81,8 +86,8 @@ void TarnoApp::mainContentAppeared()
         setDarkAppearance(*m_options.appearance == LaunchOptions::Appearance::dark);
     m_model->refreshDisk();
     // The first scan starts by itself, whichever section is shown.
-    if (m_model->cleanupPhase() == AppModel::CleanupPhase::idle)
-        m_model->scan();
+    if (m_model->cleanup()->phase() == CleanupModel::Phase::idle)
+        m_model->cleanup()->scan();
 }
 
 void TarnoApp::showMainWindow()

@@ -4,7 +4,6 @@
 #include "Tarno/LaunchOptions.hpp"
 #include "Tarno/Preferences.hpp"
 
-#include "Tarno/AppMachine.hpp"
 
 #include <QObject>
 #include <QPointer>
@@ -31,9 +30,12 @@ class TarnoApp : public QObject {
     Q_PROPERTY(tarno::Preferences* preferences READ preferences CONSTANT)
     // The kit's palette: dark or light.
     Q_PROPERTY(bool darkAppearance READ darkAppearance WRITE setDarkAppearance NOTIFY darkAppearanceChanged)
+    // Pictures of the screens: nothing moves.
+    Q_PROPERTY(bool still READ still CONSTANT)
 
 public:
-    // This machine: the user's own preference store and the live machine.
+    // The user's own preference store, and this machine or, as the options
+    // say, the demo machine.
     explicit TarnoApp(LaunchOptions options, QObject* parent = nullptr);
     // makeMachine runs after the preferences are registered.
     TarnoApp(LaunchOptions options,
@@ -46,6 +48,7 @@ public:
     Preferences* preferences() const { return m_preferences; }
     const LaunchOptions& launchOptions() const { return m_options; }
 
+    bool still() const { return m_options.snapshotsFolder.has_value(); }
     bool darkAppearance() const { return m_darkAppearance; }
     void setDarkAppearance(bool dark);
 

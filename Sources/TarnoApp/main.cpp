@@ -15,18 +15,35 @@
 
 Q_IMPORT_QML_PLUGIN(TarnoPlugin)
 
+// Exit statuses: 0 success, 1 the window or the pictures could not be made,
+// 2 bad usage.
 int main(int argc, char* argv[])
 {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
+
+    QCoreApplication::setOrganizationName(QStringLiteral("Tarno"));
+    QCoreApplication::setApplicationName(QStringLiteral("tarno"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TARNO_VERSION));
     const tarno::LaunchOptions options = tarno::LaunchOptions::parse(arguments);
+    switch (options.request) {
+    case tarno::LaunchOptions::Request::run:
+        break;
+    case tarno::LaunchOptions::Request::help:
+        std::fputs(qPrintable(options.message), stdout);
+        return 0;
+    case tarno::LaunchOptions::Request::version:
+        std::printf("tarno %s\n", TARNO_VERSION);
+        return 0;
+    case tarno::LaunchOptions::Request::usageError:
+        std::fprintf(stderr, "tarno: %s\nUsage: tarno [--section NAME] [--appearance light|dark] [--demo] "
+                             "[--snapshots DIR [--live]] (tarno --help for more)\n",
+                     qPrintable(options.message));
+        return 2;
+    }
 
     if (options.snapshotsFolder) {
-        if (options.snapshotsFolder->isEmpty()) {
-            std::fputs("tarno: --snapshots needs a folder\n", stderr);
-            return 2;
-        }
         // Snapshots need no display: render offscreen, in software, so the
         // images look the same on every machine.
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -34,7 +51,6 @@ int main(int argc, char* argv[])
     }
 
     QApplication application(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("Tarno"));
     QApplication::setApplicationName(QStringLiteral("Tarno"));
     QApplication::setDesktopFileName(QStringLiteral("tarno"));
     QQuickStyle::setStyle(QStringLiteral("Basic"));

@@ -1,101 +1,76 @@
 #include "Tarno/AppModel.hpp"
 
-#include <QSignalSpy>
+#include "TarnoCore/Cleanup/CleanupHistory.hpp"
+
+#include "Support/TemporaryFolder.hpp"
+#include "TarnoTests/MadeUpMachine.hpp"
+
+#include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <chrono>
+#include <memory>
+#include <thread>
 
 namespace tarno {
 namespace {
 
 using Section = AppModel::Section;
 
-SizeResult sizeOf(std::int64_t bytes)
+using test::MadeUpMachine;
+using test::madeUpItem;
+using test::TemporaryFolder;
+using test::waitUntil;
+
+// What would make a quit wait: measuring held until it is cancelled, a
+// clean in the middle. Destroying the model must cancel and return at once.
+TEST(AppModel, GoingAwayMidScanOrMidCleanIsPromptAndKeepsTheRecordOfWhatWasCleaned)
 {
-    SizeResult size;
-    size.bytes = bytes;
-    size.files = 1;
-    return size;
-}
+    TemporaryFolder folder;
+    const std::string home = folder.makeFolder("home");
+    MadeUpMachine machine(home);
+    const CleanupItem first = madeUpItem("a", "First", CleanupCategory::apps, Safety::safe,
+                                         CleanupAction::Delete{{home + "/a"}});
+    const CleanupItem second = madeUpItem("b", "Second", CleanupCategory::apps, Safety::safe,
+                                          CleanupAction::Delete{{home + "/b"}});
+    machine.catalog = {first, second};
+    machine.setSize(first.id, 1'000);
+    machine.setSize(second.id, 2'000);
 
-TEST(AppModel, StartsWithTheInitialValues)
-{
-    AppModel model(AppMachine::live(CleanupEnvironment::empty("/home/someone")));
-    EXPECT_EQ(model.environment().home, "/home/someone");
-    EXPECT_EQ(model.section(), Section::overview);
-    EXPECT_EQ(model.performanceTab(), AppModel::PerformanceTab::apps);
-    EXPECT_FALSE(model.isConfirmingClean());
-    EXPECT_EQ(model.cleanupPhase(), AppModel::CleanupPhase::idle);
-    EXPECT_TRUE(model.items().empty());
-    EXPECT_TRUE(model.sizes().empty());
-    EXPECT_TRUE(model.selection().empty());
-    EXPECT_EQ(model.cleaningTitle(), std::nullopt);
-    EXPECT_TRUE(model.hasFullDiskAccess());
-    EXPECT_EQ(model.dockerStatus(), DockerStatus::notInstalled());
-    EXPECT_EQ(model.largeFilePhase(), AppModel::SearchPhase::idle);
-    EXPECT_EQ(model.filesExamined(), 0);
-    EXPECT_EQ(model.largeFileThreshold(), 500'000'000);
-}
-
-// Setting the current value again emits nothing; a new value emits once.
-void expectSignalOnlyOnChange(AppModel& model, void (AppModel::*signal)(), const char* name,
-                              const std::function<void()>& setCurrent, const std::function<void()>& setNew)
-{
-    SCOPED_TRACE(name);
-    QSignalSpy spy(&model, signal);
-    setCurrent();
-    EXPECT_EQ(spy.count(), 0);
-    setNew();
-    EXPECT_EQ(spy.count(), 1);
-    setNew();
-    EXPECT_EQ(spy.count(), 1);
-}
-
-TEST(AppModel, PropertiesSignalOnlyOnRealChange)
-{
-    AppModel model(AppMachine::live(CleanupEnvironment::empty("/home/someone")));
-    CleanupItem item;
-    item.id = "xcode.derivedData";
-    item.title = "Derived data";
-
-    expectSignalOnlyOnChange(model, &AppModel::sectionChanged, "section",
-        [&] { model.setSection(Section::overview); }, [&] { model.setSection(std::nullopt); });
-    expectSignalOnlyOnChange(model, &AppModel::sectionChanged, "section number",
-        [&] { model.setSectionNumber(-1); }, [&] { model.setSectionNumber(6); });
-    expectSignalOnlyOnChange(model, &AppModel::performanceTabChanged, "performanceTab",
-        [&] { model.setPerformanceTab(AppModel::PerformanceTab::apps); },
-        [&] { model.setPerformanceTab(AppModel::PerformanceTab::startup); });
-    expectSignalOnlyOnChange(model, &AppModel::isConfirmingCleanChanged, "isConfirmingClean",
-        [&] { model.setConfirmingClean(false); }, [&] { model.setConfirmingClean(true); });
-    expectSignalOnlyOnChange(model, &AppModel::cleanupPhaseChanged, "cleanupPhase",
-        [&] { model.setCleanupPhase(AppModel::CleanupPhase::idle); },
-        [&] { model.setCleanupPhase(AppModel::CleanupPhase::scanning); });
-    expectSignalOnlyOnChange(model, &AppModel::itemsChanged, "items",
-        [&] { model.setItems({}); }, [&] { model.setItems({item}); });
-    expectSignalOnlyOnChange(model, &AppModel::sizesChanged, "sizes",
-        [&] { model.setSizes({}); }, [&] { model.setSizes({{item.id, sizeOf(4096)}}); });
-    expectSignalOnlyOnChange(model, &AppModel::selectionChanged, "selection",
-        [&] { model.setSelection({}); }, [&] { model.setSelection({item.id}); });
-    expectSignalOnlyOnChange(model, &AppModel::cleaningTitleChanged, "cleaningTitle",
-        [&] { model.setCleaningTitle(std::nullopt); }, [&] { model.setCleaningTitle(QStringLiteral("Derived data")); });
-    expectSignalOnlyOnChange(model, &AppModel::hasFullDiskAccessChanged, "hasFullDiskAccess",
-        [&] { model.setHasFullDiskAccess(true); }, [&] { model.setHasFullDiskAccess(false); });
-    expectSignalOnlyOnChange(model, &AppModel::dockerStatusChanged, "dockerStatus",
-        [&] { model.setDockerStatus(DockerStatus::notInstalled()); },
-        [&] { model.setDockerStatus(DockerStatus::running("/usr/bin/docker", {.images = 1})); });
-    expectSignalOnlyOnChange(model, &AppModel::largeFilePhaseChanged, "largeFilePhase",
-        [&] { model.setLargeFilePhase(AppModel::SearchPhase::idle); },
-        [&] { model.setLargeFilePhase(AppModel::SearchPhase::searching); });
-    expectSignalOnlyOnChange(model, &AppModel::filesExaminedChanged, "filesExamined",
-        [&] { model.setFilesExamined(0); }, [&] { model.setFilesExamined(1200); });
-    expectSignalOnlyOnChange(model, &AppModel::largeFileThresholdChanged, "largeFileThreshold",
-        [&] { model.setLargeFileThreshold(500'000'000); }, [&] { model.setLargeFileThreshold(100'000'000); });
-
-    // A change inside a value is a change: same id, new size.
-    QSignalSpy sizes(&model, &AppModel::sizesChanged);
-    model.setSizes({{item.id, sizeOf(8192)}});
-    EXPECT_EQ(sizes.count(), 1);
+    {
+        auto app = std::make_unique<AppModel>(machine.machine(folder / "history.json"));
+        machine.holdMeasuring();
+        app->cleanup()->scan();
+        ASSERT_TRUE(waitUntil([&] { return machine.measuringNow().size() == 2; }));
+        QElapsedTimer clock;
+        clock.start();
+        app.reset();
+        EXPECT_LT(clock.elapsed(), 1000) << "the held measures must see the cancellation";
+        machine.letAllMeasure();
+    }
+    {
+        auto app = std::make_unique<AppModel>(machine.machine(folder / "history.json"));
+        CleanupModel& cleanup = *app->cleanup();
+        cleanup.scan();
+        ASSERT_TRUE(waitUntil([&] { return cleanup.phase() == CleanupModel::Phase::ready; }));
+        machine.holdCleaning();
+        cleanup.clean();
+        ASSERT_TRUE(waitUntil([&] { return machine.performed().size() == 1; }));
+        // The first item is under way; the second must not start after the quit.
+        std::thread letGo([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            machine.letAllClean();
+        });
+        app.reset();
+        letGo.join();
+        EXPECT_EQ(machine.performed(), std::vector<std::string>{first.id});
+        const std::vector<CleanupRecord> written = CleanupHistory::inFile(folder / "history.json").load();
+        ASSERT_EQ(written.size(), 1u);
+        EXPECT_EQ(written[0].items, std::vector<std::string>{first.title});
+        EXPECT_EQ(written[0].freedBytes, 1'000);
+    }
+    EXPECT_FALSE(machine.gateTimedOut());
 }
 
 TEST(AppModel, SectionNumbersAsQmlSeesThem)

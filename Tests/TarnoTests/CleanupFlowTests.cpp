@@ -27,7 +27,7 @@ using test::waitUntil;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;
-using Phase = AppModel::CleanupPhase;
+using Phase = CleanupModel::Phase;
 
 std::vector<std::string> idsOf(const std::vector<CleanupItem>& items)
 {
@@ -65,20 +65,23 @@ protected:
         EXPECT_FALSE(machine.gateTimedOut());
     }
 
-    AppModel& start()
+    CleanupModel& start()
     {
         createdModel = std::make_unique<AppModel>(machine.machine(historyFile));
-        AppModel* model = createdModel.get();
-        QObject::connect(model, &AppModel::cleanupPhaseChanged, model,
-                         [this, model] { phases.push_back(model->cleanupPhase()); });
+        CleanupModel* model = createdModel->cleanup();
+        QObject::connect(model, &CleanupModel::phaseChanged, model,
+                         [this, model] { phases.push_back(model->phase()); });
         return *model;
     }
 
-    AppModel& startReady()
+    // The application model, for the history and the disk.
+    AppModel& app() { return *createdModel; }
+
+    CleanupModel& startReady()
     {
-        AppModel& model = start();
+        CleanupModel& model = start();
         model.scan();
-        EXPECT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+        EXPECT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
         return model;
     }
 
@@ -115,9 +118,9 @@ protected:
 TEST_F(CleanupFlow, ScanMeasuresFourAtATimeAndListsEachItemAsItsMeasureEnds)
 {
     machine.holdMeasuring();
-    AppModel& model = start();
+    CleanupModel& model = start();
     model.scan();
-    EXPECT_EQ(model.cleanupPhase(), Phase::scanning);
+    EXPECT_EQ(model.phase(), Phase::scanning);
 
     // The catalog arrives all at once and nothing shows until it is measured.
     ASSERT_TRUE(waitUntil([&] { return machine.measuringNow().size() == 4; }));
@@ -143,10 +146,10 @@ TEST_F(CleanupFlow, ScanMeasuresFourAtATimeAndListsEachItemAsItsMeasureEnds)
     // Something visible is selected, but a clean waits for the scan to end.
     ASSERT_FALSE(model.selectedItems().empty());
     model.clean();
-    EXPECT_EQ(model.cleanupPhase(), Phase::scanning);
+    EXPECT_EQ(model.phase(), Phase::scanning);
 
     machine.letAllMeasure();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(machine.mostMeasuringAtOnce(), 4);
     EXPECT_THAT(phases, ElementsAre(Phase::scanning, Phase::ready));
     EXPECT_TRUE(machine.performed().empty());
@@ -171,16 +174,16 @@ TEST_F(CleanupFlow, ScanMeasuresFourAtATimeAndListsEachItemAsItsMeasureEnds)
 
     // The scan read the disk; a refresh assigns the newest reading.
     const DiskUsage scanned{.total = 500'000'000'000, .available = 120'000'000'000};
-    ASSERT_TRUE(waitUntil([&] { return model.disk() == scanned; }));
+    ASSERT_TRUE(waitUntil([&] { return app().disk() == scanned; }));
     const DiskUsage later{.total = 500'000'000'000, .available = 130'000'000'000};
     machine.setDisk(later);
-    model.refreshDisk();
-    ASSERT_TRUE(waitUntil([&] { return model.disk() == later; }));
+    app().refreshDisk();
+    ASSERT_TRUE(waitUntil([&] { return app().disk() == later; }));
 }
 
 TEST_F(CleanupFlow, CleanRemovesTheSelectionInOrderAndRecordsWhatItGained)
 {
-    AppModel& model = startReady();
+    CleanupModel& model = startReady();
     // A failing removal leaves all there is; the tool leaves a little behind.
     machine.setRemoval(slack.id, {.failures = {{slack.action.paths().front(), "permission denied"}}, .left = 2'000'000});
     machine.setRemoval("docker.images", {.failures = {{dockerCli, "exited with status 1"}}, .left = 0});
@@ -194,10 +197,10 @@ TEST_F(CleanupFlow, CleanRemovesTheSelectionInOrderAndRecordsWhatItGained)
                 ElementsAre(derivedData.id, slack.id, installers.id, "docker.images", "docker.buildCache", homebrew.id));
 
     std::vector<std::optional<QString>> titles;
-    QObject::connect(&model, &AppModel::cleaningTitleChanged, &model,
+    QObject::connect(&model, &CleanupModel::cleaningTitleChanged, &model,
                      [&] { titles.push_back(model.cleaningTitle()); });
     model.clean();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
 
     EXPECT_THAT(machine.performed(),
                 ElementsAre(derivedData.id, slack.id, installers.id, "docker.images", "docker.buildCache", homebrew.id));
@@ -225,10 +228,10 @@ TEST_F(CleanupFlow, CleanRemovesTheSelectionInOrderAndRecordsWhatItGained)
     EXPECT_EQ(machine.catalogReadings(), 1);
 
     // The record counts the Trash as gained and names the item that failed.
-    ASSERT_TRUE(waitUntil([&] { return !model.records().empty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !app().records().empty(); }));
     const std::vector<CleanupRecord> written = CleanupHistory::inFile(historyFile).load();
     ASSERT_EQ(written.size(), 1u);
-    EXPECT_EQ(written, model.records());
+    EXPECT_EQ(written, app().records());
     EXPECT_EQ(written[0].source, "Cleanup");
     EXPECT_EQ(written[0].freedBytes, 1'514'000'000);
     EXPECT_THAT(written[0].items, ElementsAre("Derived Data", "Slack cache", "Disk images", "Images no container uses",
@@ -239,7 +242,7 @@ TEST_F(CleanupFlow, CleanRemovesTheSelectionInOrderAndRecordsWhatItGained)
     // The next scan forgets the summary and reads everything afresh.
     model.scan();
     EXPECT_EQ(model.cleanSummary(), std::nullopt);
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(machine.catalogReadings(), 2);
     EXPECT_FALSE(model.selection().contains("docker.images"));
 }
@@ -248,12 +251,12 @@ TEST_F(CleanupFlow, CleanRemovesTheSelectionInOrderAndRecordsWhatItGained)
 // result comes back at once: each scan must still list every item once.
 TEST_F(CleanupFlow, ScansWhoseMeasuresEndAtOnceListEveryItemOnce)
 {
-    AppModel& model = start();
+    CleanupModel& model = start();
     const std::size_t expected = machine.catalog.size() + Docker::cleanupItems(machine.docker).size() + 1;
     for (int round = 0; round < 500; ++round) {
         SCOPED_TRACE(round);
         model.scan();
-        ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+        ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
         const std::vector<std::string> ids = idsOf(model.items());
         ASSERT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), ids.size());
         ASSERT_EQ(ids.size(), expected);
@@ -262,17 +265,17 @@ TEST_F(CleanupFlow, ScansWhoseMeasuresEndAtOnceListEveryItemOnce)
 
 TEST_F(CleanupFlow, RequestsOutsideTheirPhaseAreDropped)
 {
-    AppModel& model = start();
+    CleanupModel& model = start();
     // Before any scan: a selection put in by hand is not cleaned.
     model.setItems({derivedData});
     model.setSizes({{derivedData.id, sizeOf(5'000'000)}});
     model.setSelection({derivedData.id});
     model.clean();
     model.cleanWithPassword(rootYarn);
-    EXPECT_EQ(model.cleanupPhase(), Phase::idle);
+    EXPECT_EQ(model.phase(), Phase::idle);
 
     model.scan();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     machine.holdCleaning();
     model.clean();
     ASSERT_TRUE(waitUntil([&] { return machine.performed().size() == 1; }));
@@ -282,11 +285,11 @@ TEST_F(CleanupFlow, RequestsOutsideTheirPhaseAreDropped)
     model.scan();
     model.clean();
     model.cleanWithPassword(rootYarn);
-    EXPECT_EQ(model.cleanupPhase(), Phase::cleaning);
+    EXPECT_EQ(model.phase(), Phase::cleaning);
     EXPECT_EQ(model.items(), itemsDuringClean);
 
     machine.letAllClean();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(machine.performed().size(), 5u);
     EXPECT_EQ(machine.catalogReadings(), 1);
     EXPECT_TRUE(machine.administratorCalls().empty());
@@ -295,7 +298,7 @@ TEST_F(CleanupFlow, RequestsOutsideTheirPhaseAreDropped)
 
 TEST_F(CleanupFlow, CleanWithPasswordEndsByTheAdministratorsAnswer)
 {
-    AppModel& model = startReady();
+    CleanupModel& model = startReady();
     const CleanupItem yarn = *model.item(rootYarn.id);
     const std::string yarnPath = "/usr/local/share/Library/Caches/Yarn";
 
@@ -303,17 +306,17 @@ TEST_F(CleanupFlow, CleanWithPasswordEndsByTheAdministratorsAnswer)
     CleanupItem elsewhere = yarn;
     elsewhere.action = CleanupAction::Delete{{"/usr/local/share/Library/Caches/Yarn/v6"}};
     model.cleanWithPassword(elsewhere);
-    EXPECT_EQ(model.cleanupPhase(), Phase::ready);
+    EXPECT_EQ(model.phase(), Phase::ready);
     EXPECT_TRUE(machine.administratorCalls().empty());
 
     // Dismissed: back to ready with no trace.
-    machine.setAdministratorAnswer("cancelled");
+    machine.setAdministratorAnswer({AdminCleanup::Outcome::Kind::cancelled, {}});
     machine.holdCleaning();
     model.cleanWithPassword(yarn);
-    EXPECT_EQ(model.cleanupPhase(), Phase::cleaning);
+    EXPECT_EQ(model.phase(), Phase::cleaning);
     EXPECT_EQ(model.cleaningTitle(), QStringLiteral("Root's Yarn Cache"));
     machine.letAllClean();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(model.cleaningTitle(), std::nullopt);
     EXPECT_EQ(model.cleanSummary(), std::nullopt);
     EXPECT_THAT(idsOf(model.items(CleanupCategory::javascript)), ElementsAre(yarn.id));
@@ -322,28 +325,28 @@ TEST_F(CleanupFlow, CleanWithPasswordEndsByTheAdministratorsAnswer)
     EXPECT_EQ(machine.administratorCalls()[0].second, "Tarno needs your password to delete root's yarn cache.");
 
     // Refused for another reason: one failure on the first path.
-    machine.setAdministratorAnswer("The authorisation failed");
+    machine.setAdministratorAnswer({AdminCleanup::Outcome::Kind::failed, "The authorisation failed"});
     model.cleanWithPassword(yarn);
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(model.cleanSummary(), summaryOf(0, 0, 0, {{yarnPath, "The authorisation failed"}}));
 
     // Removed: the measured gain, and a record of it.
-    machine.setAdministratorAnswer(std::nullopt);
+    machine.setAdministratorAnswer({});
     model.cleanWithPassword(yarn);
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     EXPECT_EQ(model.cleanSummary(), summaryOf(7'000'000));
     EXPECT_TRUE(model.items(CleanupCategory::javascript).empty());
 
     // The history is written in order, so one record means the two answers
     // before left none.
-    ASSERT_TRUE(waitUntil([&] { return !model.records().empty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !app().records().empty(); }));
     const std::vector<CleanupRecord> written = CleanupHistory::inFile(historyFile).load();
     ASSERT_EQ(written.size(), 1u);
     EXPECT_EQ(written[0].source, "Cleanup");
     EXPECT_EQ(written[0].freedBytes, 7'000'000);
     EXPECT_THAT(written[0].items, ElementsAre("Root's Yarn Cache"));
     EXPECT_EQ(written[0].failures, 0);
-    EXPECT_EQ(model.records(), written);
+    EXPECT_EQ(app().records(), written);
     EXPECT_EQ(machine.administratorCalls().size(), 3u);
 }
 
@@ -374,12 +377,12 @@ TEST(CleanupFlowOnDisk, FreesWhatTheGuardAllowsAndReportsWhatItRefuses)
                    CleanupAction::Delete{{home + "/Documents"}}),
     };
     AppMachine machine = AppMachine::live(CleanupEnvironment::empty(home));
-    machine.catalog = [catalog](const CleanupEnvironment&) { return catalog; };
-    ASSERT_TRUE(machine.historyFile.starts_with(home + "/"));
+    machine.cleanup.catalog = [catalog](const CleanupEnvironment&) { return catalog; };
 
-    AppModel model(machine);
+    AppModel app(machine);
+    CleanupModel& model = *app.cleanup();
     model.scan();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
     ASSERT_THAT(idsOf(model.selectedItems()), ElementsAre("apps.editor", "xcode.derivedData", "leftovers.documents"));
     const std::int64_t cacheBefore = model.sizes().at("apps.editor").bytes;
     const std::int64_t projectBefore = model.sizes().at("xcode.derivedData").bytes;
@@ -387,7 +390,7 @@ TEST(CleanupFlowOnDisk, FreesWhatTheGuardAllowsAndReportsWhatItRefuses)
     EXPECT_GE(projectBefore, 300'000);
 
     model.clean();
-    ASSERT_TRUE(waitUntil([&] { return model.cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == Phase::ready; }));
 
     EXPECT_TRUE(std::filesystem::is_empty(appCache));
     EXPECT_FALSE(test::exists(project));
@@ -408,8 +411,8 @@ TEST(CleanupFlowOnDisk, FreesWhatTheGuardAllowsAndReportsWhatItRefuses)
     EXPECT_THAT(idsOf(model.items(CleanupCategory::xcode)), ::testing::IsEmpty());
     EXPECT_THAT(idsOf(model.items(CleanupCategory::leftovers)), ElementsAre("leftovers.documents"));
 
-    ASSERT_TRUE(waitUntil([&] { return !model.records().empty(); }));
-    const std::vector<CleanupRecord> written = CleanupHistory::inFile(machine.historyFile).load();
+    ASSERT_TRUE(waitUntil([&] { return !app.records().empty(); }));
+    const std::vector<CleanupRecord> written = CleanupHistory(home).load();
     ASSERT_EQ(written.size(), 1u);
     EXPECT_EQ(written[0].freedBytes, summary.freed);
     EXPECT_EQ(written[0].failures, 1);

@@ -1,3 +1,4 @@
+#include "Tarno/AppModel.hpp"
 #include "Tarno/CleanupScreen.hpp"
 
 #include "Support/TemporaryFolder.hpp"
@@ -24,7 +25,7 @@ using test::summaryOf;
 using test::TemporaryFolder;
 using test::waitUntil;
 using ::testing::ElementsAre;
-using Phase = AppModel::CleanupPhase;
+using Phase = CleanupModel::Phase;
 using Content = CleanupScreen::Content;
 
 std::map<std::string, SizeResult> sizesOf(const std::map<std::string, std::int64_t>& bytes)
@@ -44,8 +45,9 @@ protected:
         machine.catalog = items;
         for (const auto& [id, bytes] : fullSizes)
             machine.setSize(id, bytes);
-        model = std::make_unique<AppModel>(machine.machine(folder / "history.json"));
-        screen.setModel(model.get());
+        app = std::make_unique<AppModel>(machine.machine(folder / "history.json"));
+        model = app->cleanup();
+        screen.setModel(model);
     }
 
     void TearDown() override
@@ -60,7 +62,7 @@ protected:
         model->setItems(items);
         model->setSizes(sizesOf(fullSizes));
         model->setSelection(std::move(selection));
-        model->setCleanupPhase(Phase::ready);
+        model->setPhase(Phase::ready);
     }
 
     const CleanupRow& row(const QString& key) const
@@ -104,7 +106,8 @@ protected:
     };
 
     MadeUpMachine machine{home};
-    std::unique_ptr<AppModel> model;
+    std::unique_ptr<AppModel> app;
+    CleanupModel* model = nullptr;
     CleanupScreen screen;
 };
 
@@ -118,7 +121,7 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
     EXPECT_TRUE(screen.rescanEnabled());
     EXPECT_FALSE(screen.cleanEnabled());
 
-    model->setCleanupPhase(Phase::scanning);
+    model->setPhase(Phase::scanning);
     model->setItems(items);
     EXPECT_EQ(screen.footerText(), QStringLiteral("Measuring 0 of 5…"));
     EXPECT_EQ(screen.content(), Content::Spinner);
@@ -129,7 +132,7 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
 
     // Ready with nothing worth listing, unless a summary has something to say.
     model->setSizes(sizesOf({{archives.id, 0}}));
-    model->setCleanupPhase(Phase::ready);
+    model->setPhase(Phase::ready);
     EXPECT_EQ(screen.content(), Content::Empty);
     EXPECT_EQ(screen.stateTitle(), QStringLiteral("Nothing to clean"));
     EXPECT_EQ(screen.stateSymbol(), QStringLiteral("checkmark.circle"));
@@ -150,7 +153,7 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
     EXPECT_EQ(screen.footerText(), QStringLiteral("3 items selected"));
     EXPECT_EQ(screen.selectedBytesText(), QStringLiteral("9 MB"));
 
-    model->setCleanupPhase(Phase::cleaning);
+    model->setPhase(Phase::cleaning);
     model->setCleaningTitle(QStringLiteral("Derived Data"));
     EXPECT_TRUE(screen.footerIsBusy());
     EXPECT_EQ(screen.footerText(), QStringLiteral("Cleaning Derived Data…"));
@@ -162,7 +165,7 @@ TEST_F(CleanupScreenTest, ContentAndFooterFollowThePhase)
     // A selection that weighs nothing can be cleaned, but shows no sum.
     CleanupItem weightless = derivedData;
     weightless.minimumBytesToShow = 0;
-    model->setCleanupPhase(Phase::ready);
+    model->setPhase(Phase::ready);
     model->setItems({weightless});
     model->setSizes(sizesOf({{weightless.id, 0}}));
     model->setSelection({weightless.id});
@@ -265,14 +268,14 @@ TEST_F(CleanupScreenTest, ConfirmationNamesTheCostAndStartsTheClean)
     EXPECT_TRUE(model->isConfirmingClean());
     screen.cancelClean();
     EXPECT_FALSE(model->isConfirmingClean());
-    EXPECT_EQ(model->cleanupPhase(), Phase::ready);
+    EXPECT_EQ(model->phase(), Phase::ready);
     screen.askToClean();
     machine.holdCleaning();
     screen.confirmClean();
     EXPECT_FALSE(model->isConfirmingClean());
-    EXPECT_EQ(model->cleanupPhase(), Phase::cleaning);
+    EXPECT_EQ(model->phase(), Phase::cleaning);
     machine.letAllClean();
-    ASSERT_TRUE(waitUntil([&] { return model->cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model->phase() == Phase::ready; }));
     EXPECT_THAT(machine.performed(), ElementsAre(derivedData.id, installer.id));
 
     // Nothing left selected: the sheet cannot be asked for.
@@ -337,13 +340,13 @@ TEST_F(CleanupScreenTest, RowsOfferWhatEachItemAllows)
     EXPECT_EQ(model->selection(), (std::set{archives.id, installer.id}));
 
     // Busy phases lock the checkboxes and the password road, not the copying.
-    model->setCleanupPhase(Phase::cleaning);
+    model->setPhase(Phase::cleaning);
     EXPECT_FALSE(row(QStringLiteral("item:xcode.derivedData")).checkboxEnabled);
     EXPECT_FALSE(row(QStringLiteral("item:javascript.rootYarn")).adminButtonEnabled);
     EXPECT_TRUE(row(QStringLiteral("item:leftovers.oldApp")).adminButtonEnabled);
     screen.setItemSelected(QString::fromStdString(derivedData.id), true);
     EXPECT_EQ(model->selection(), (std::set{archives.id, installer.id}));
-    model->setCleanupPhase(Phase::scanning);
+    model->setPhase(Phase::scanning);
     EXPECT_FALSE(row(QStringLiteral("item:javascript.rootYarn")).adminButtonEnabled);
 }
 
@@ -367,15 +370,15 @@ TEST_F(CleanupScreenTest, CopiedCommandRemovesExactlyTheItemsPaths)
     QGuiApplication::clipboard()->setText(QStringLiteral("before"));
     screen.adminAction(QString::fromStdString(manual.id));
     EXPECT_EQ(QGuiApplication::clipboard()->text(), command);
-    EXPECT_EQ(model->cleanupPhase(), Phase::ready);
+    EXPECT_EQ(model->phase(), Phase::ready);
     EXPECT_TRUE(machine.administratorCalls().empty());
 
     // An item on the build's list takes the password road instead.
     machine.holdCleaning();
     screen.adminAction(QString::fromStdString(rootYarn.id));
-    EXPECT_EQ(model->cleanupPhase(), Phase::cleaning);
+    EXPECT_EQ(model->phase(), Phase::cleaning);
     machine.letAllClean();
-    ASSERT_TRUE(waitUntil([&] { return model->cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model->phase() == Phase::ready; }));
     ASSERT_EQ(machine.administratorCalls().size(), 1u);
     EXPECT_EQ(QGuiApplication::clipboard()->text(), command);
 }
@@ -393,27 +396,27 @@ TEST_F(CleanupScreenTest, RowsAreInsertedAsAScanMeasuresAndRemovedAsACleanEmptie
     machine.letThrough(archives.id);
     ASSERT_TRUE(waitUntil([&] { return screen.rows()->rowCount() == 2; }));
     const QPersistentModelIndex archivesRow(screen.rows()->index(1));
-    EXPECT_EQ(archivesRow.data(CleanupRows::KeyRole).toString(), QStringLiteral("item:xcode.archives"));
+    EXPECT_EQ(archivesRow.data(screen.rows()->roleNames().key("key")).toString(), QStringLiteral("item:xcode.archives"));
 
     // An earlier item goes in above it; the row the view holds moves down.
     machine.letThrough(derivedData.id);
     ASSERT_TRUE(waitUntil([&] { return screen.rows()->rowCount() == 3; }));
     EXPECT_EQ(archivesRow.row(), 2);
-    EXPECT_EQ(archivesRow.data(CleanupRows::KeyRole).toString(), QStringLiteral("item:xcode.archives"));
+    EXPECT_EQ(archivesRow.data(screen.rows()->roleNames().key("key")).toString(), QStringLiteral("item:xcode.archives"));
 
     machine.letAllMeasure();
-    ASSERT_TRUE(waitUntil([&] { return model->cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model->phase() == Phase::ready; }));
     EXPECT_EQ(screen.rows()->rowCount(), 8);
     // A second appearance keeps the list.
     screen.appeared();
-    EXPECT_EQ(model->cleanupPhase(), Phase::ready);
+    EXPECT_EQ(model->phase(), Phase::ready);
 
     // Cleaned items drop out; their headers too when nothing is left under them.
     QSignalSpy changedRows(screen.rows(), &QAbstractItemModel::dataChanged);
     model->setSelection({derivedData.id, archives.id});
     EXPECT_FALSE(changedRows.isEmpty());
     screen.confirmClean();
-    ASSERT_TRUE(waitUntil([&] { return model->cleanupPhase() == Phase::ready; }));
+    ASSERT_TRUE(waitUntil([&] { return model->phase() == Phase::ready; }));
     EXPECT_FALSE(archivesRow.isValid());
     EXPECT_EQ(rowKeys(), (QStringList{QStringLiteral("header:javascript"), QStringLiteral("item:javascript.rootYarn"),
                                       QStringLiteral("header:leftovers"), QStringLiteral("item:leftovers.oldApp"),

@@ -18,7 +18,7 @@
 namespace tarno {
 namespace {
 
-using Phase = AppModel::CleanupPhase;
+using Phase = CleanupModel::Phase;
 using test::TemporaryFolder;
 
 // Clicks the middle of an item of the window, found by its object name.
@@ -35,6 +35,13 @@ bool clickItem(QQuickWindow* window, const char* name)
 // The whole road through the real window on a made-up home: the first scan
 // starts by itself, the user confirms, the space goes, the summary shows and
 // the history keeps the record.
+LaunchOptions cleanupSection()
+{
+    LaunchOptions options;
+    options.section = AppModel::Section::cleanup;
+    return options;
+}
+
 TEST(CleanupView, ScanConfirmCleanAndSummaryThroughTheWindow)
 {
     TemporaryFolder folder;
@@ -44,15 +51,15 @@ TEST(CleanupView, ScanConfirmCleanAndSummaryThroughTheWindow)
     folder.makeFile("home/Library/Developer/Xcode/Archives/2026/App.xcarchive/App", 1 << 20);
     folder.makeFile("home/Documents/notes.txt", 10);
 
-    TarnoApp app({.section = AppModel::Section::cleanup, .appearance = std::nullopt, .snapshotsFolder = {}},
+    TarnoApp app(cleanupSection(),
                  std::make_unique<QSettings>(QString::fromStdString(folder / "Tarno.conf"), QSettings::IniFormat),
                  [&] { return AppMachine::live(CleanupEnvironment::empty(home)); });
     QQmlApplicationEngine engine;
     QQuickWindow* window = app.loadMainWindow(engine);
     ASSERT_NE(window, nullptr);
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
-    AppModel& model = *app.model();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return model.cleanupPhase() == Phase::ready; }, 30'000));
+    CleanupModel& model = *app.model()->cleanup();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.phase() == Phase::ready; }, 30'000));
 
     auto* screen = window->findChild<CleanupScreen*>();
     ASSERT_NE(screen, nullptr);
@@ -68,13 +75,13 @@ TEST(CleanupView, ScanConfirmCleanAndSummaryThroughTheWindow)
     window->requestActivate();
     QTest::keyClick(window, Qt::Key_Escape);
     EXPECT_FALSE(model.isConfirmingClean());
-    EXPECT_EQ(model.cleanupPhase(), Phase::ready);
+    EXPECT_EQ(model.phase(), Phase::ready);
 
     ASSERT_TRUE(clickItem(window, "cleanButton"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return window->findChild<QQuickItem*>(QStringLiteral("confirmButton"))->isVisible(); }));
     ASSERT_TRUE(clickItem(window, "confirmButton"));
     EXPECT_FALSE(model.isConfirmingClean());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return model.cleanupPhase() == Phase::ready && model.cleanSummary(); }, 30'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.phase() == Phase::ready && model.cleanSummary(); }, 30'000));
 
     EXPECT_TRUE(test::exists(home + "/Library/Developer/Xcode/DerivedData"));
     EXPECT_FALSE(test::exists(home + "/Library/Developer/Xcode/DerivedData/App-abc"));
@@ -89,7 +96,7 @@ TEST(CleanupView, ScanConfirmCleanAndSummaryThroughTheWindow)
     EXPECT_EQ(model.visibleItems().size(), 1u);
     EXPECT_EQ(screen->footerText(), QStringLiteral("0 items selected"));
 
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !model.records().empty(); }, 10'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.model()->records().empty(); }, 10'000));
     const std::vector<CleanupRecord> records = CleanupHistory(home).load();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records.front().source, "Cleanup");
@@ -101,7 +108,7 @@ TEST(CleanupView, ScanConfirmCleanAndSummaryThroughTheWindow)
     ASSERT_TRUE(QTest::qWaitForWindowActive(window));
     QTest::keyClick(window, Qt::Key_R, Qt::ControlModifier);
     EXPECT_FALSE(model.cleanSummary().has_value());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return model.cleanupPhase() == Phase::ready; }, 30'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.phase() == Phase::ready; }, 30'000));
 }
 
 } // namespace

@@ -2,15 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-
 namespace tarno {
 namespace {
 
-using Appearance = LaunchOptions::Appearance;
 using Section = AppModel::Section;
+using Appearance = LaunchOptions::Appearance;
+using Request = LaunchOptions::Request;
 
-LaunchOptions parse(std::initializer_list<const char*> arguments)
+LaunchOptions parse(const std::vector<const char*>& arguments)
 {
     QStringList list{QStringLiteral("tarno")};
     for (const char* argument : arguments)
@@ -18,50 +17,61 @@ LaunchOptions parse(std::initializer_list<const char*> arguments)
     return LaunchOptions::parse(list);
 }
 
-TEST(LaunchOptions, SectionTakesARawStringRightBehindTheOption)
+TEST(LaunchOptions, EachOptionAsTheCommandLineGivesIt)
 {
-    EXPECT_EQ(parse({}), LaunchOptions{});
-    EXPECT_EQ(parse({"--section", "largeFiles"}).section, Section::largeFiles);
-    EXPECT_EQ(parse({"--section", "overview"}).section, Section::overview);
-    // Titles, other cases, stray words and the option last with nothing behind it are no sections.
-    for (const auto& arguments : {std::initializer_list<const char*>{"--section", "Large Files"}, {"--section", "Cleanup"},
-                                  {"--section", ""}, {"cleanup"}, {"--appearance", "light", "--section"}})
-        EXPECT_EQ(parse(arguments).section, std::nullopt) << *std::prev(arguments.end());
-    // Another option behind it is its value, not a section.
-    EXPECT_EQ(parse({"--section", "--appearance", "light"}),
-              (LaunchOptions{.section = std::nullopt, .appearance = Appearance::light, .snapshotsFolder = std::nullopt}));
-    // The first occurrence decides.
-    EXPECT_EQ(parse({"--section", "nowhere", "--section", "cleanup"}).section, std::nullopt);
-    // The program's own name is no option.
-    EXPECT_EQ(LaunchOptions::parse({QStringLiteral("--section"), QStringLiteral("cleanup")}).section, std::nullopt);
+    struct Case {
+        std::vector<const char*> arguments;
+        Request request;
+        std::optional<Section> section;
+        std::optional<Appearance> appearance;
+        std::optional<QString> snapshots;
+        bool demo;
+    };
+    const QString folder = QStringLiteral("/tmp/pictures");
+    const std::vector<Case> cases = {
+        {{}, Request::run, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--section", "largeFiles"}, Request::run, Section::largeFiles, std::nullopt, std::nullopt, false},
+        {{"--section=cleanup"}, Request::run, Section::cleanup, std::nullopt, std::nullopt, false},
+        // A value that names no section, or none at all, is ignored.
+        {{"--section", "Cleanup"}, Request::run, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--appearance", "light", "--section"}, Request::run, std::nullopt, Appearance::light, std::nullopt, false},
+        {{"--appearance", "Light"}, Request::run, std::nullopt, Appearance::dark, std::nullopt, false},
+        {{"--appearance"}, Request::run, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--demo"}, Request::run, std::nullopt, std::nullopt, std::nullopt, true},
+        // Pictures are of the made-up machine unless asked otherwise.
+        {{"--snapshots", "/tmp/pictures"}, Request::run, std::nullopt, std::nullopt, folder, true},
+        {{"--snapshots", "/tmp/pictures", "--live"}, Request::run, std::nullopt, std::nullopt, folder, false},
+        {{"--snapshots", ""}, Request::usageError, std::nullopt, std::nullopt, QString(), false},
+        {{"--snapshots"}, Request::usageError, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--frobnicate"}, Request::usageError, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"cleanup"}, Request::usageError, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--version"}, Request::version, std::nullopt, std::nullopt, std::nullopt, false},
+        {{"--help", "--demo"}, Request::help, std::nullopt, std::nullopt, std::nullopt, false},
+    };
+    for (const Case& each : cases) {
+        QStringList shown;
+        for (const char* argument : each.arguments)
+            shown.append(QString::fromUtf8(argument));
+        SCOPED_TRACE(shown.join(QLatin1Char(' ')).toStdString());
+        const LaunchOptions options = parse(each.arguments);
+        EXPECT_EQ(options.request, each.request);
+        if (each.request == Request::usageError) {
+            EXPECT_FALSE(options.message.isEmpty());
+            continue;
+        }
+        EXPECT_EQ(options.section, each.section);
+        EXPECT_EQ(options.appearance, each.appearance);
+        EXPECT_EQ(options.snapshotsFolder, each.snapshots);
+        EXPECT_EQ(options.demo, each.demo);
+    }
 }
 
-TEST(LaunchOptions, AppearanceIsLightOnlyForLight)
+TEST(LaunchOptions, HelpNamesTheProgramAndEveryOption)
 {
-    EXPECT_EQ(parse({"--appearance", "light"}).appearance, Appearance::light);
-    for (const char* value : {"dark", "Light", "LIGHT", ""})
-        EXPECT_EQ(parse({"--appearance", value}).appearance, Appearance::dark) << value;
-
-    // Without a value the system's palette stays in charge.
-    EXPECT_EQ(parse({"--appearance"}).appearance, std::nullopt);
-    EXPECT_EQ(parse({"--section", "cleanup"}).appearance, std::nullopt);
-
-    // Whatever follows is the value, even another option.
-    const LaunchOptions options = parse({"--appearance", "--section", "cleanup"});
-    EXPECT_EQ(options.appearance, Appearance::dark);
-    EXPECT_EQ(options.section, Section::cleanup);
-}
-
-TEST(LaunchOptions, SnapshotsFolder)
-{
-    EXPECT_EQ(parse({"--snapshots", "/tmp/snaps"}).snapshotsFolder, QStringLiteral("/tmp/snaps"));
-    EXPECT_EQ(parse({"--section", "projects"}).snapshotsFolder, std::nullopt);
-
-    // Asked for without a folder: present, and empty so the caller can refuse.
-    const LaunchOptions missing = parse({"--appearance", "dark", "--snapshots"});
-    ASSERT_TRUE(missing.snapshotsFolder.has_value());
-    EXPECT_TRUE(missing.snapshotsFolder->isEmpty());
-    EXPECT_EQ(missing.appearance, Appearance::dark);
+    const QString help = parse({"--help"}).message;
+    for (const char* expected : {"Usage: tarno", "--section", "--appearance", "--demo", "--snapshots", "--live",
+                                 "--version", "--help"})
+        EXPECT_TRUE(help.contains(QString::fromUtf8(expected))) << expected;
 }
 
 } // namespace

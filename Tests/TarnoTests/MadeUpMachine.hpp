@@ -2,6 +2,8 @@
 
 #include "Tarno/AppMachine.hpp"
 
+#include "TarnoCore/Cleanup/AdminCleanup.hpp"
+
 #include "TarnoCore/Cleanup/CleanSummary.hpp"
 
 #include <QDeadlineTimer>
@@ -115,7 +117,7 @@ public:
     void setSize(const std::string& id, std::int64_t bytes) { locked([&](State& s) { s.sizes[id] = bytes; }); }
     // The removal of the item leaves this; without a word, it all goes.
     void setRemoval(const std::string& id, Removal removal) { locked([&](State& s) { s.removals[id] = removal; }); }
-    void setAdministratorAnswer(std::optional<std::string> answer)
+    void setAdministratorAnswer(AdminCleanup::Outcome answer)
     {
         locked([&](State& s) { s.administratorAnswer = std::move(answer); });
     }
@@ -145,8 +147,22 @@ public:
     // A gate that timed out means a test forgot to open it, not that the model failed.
     bool gateTimedOut() const { return read([](const State& s) { return s.gateTimedOut; }); }
 
-    // The machine as the model sees it. Call once the fields above are set.
+    // The machine as the model sees it, its history in the given file. Call
+    // once the fields above are set.
     AppMachine machine(const std::string& historyFile) const
+    {
+        return AppMachine{
+            .home = m_state->home,
+            .history = AppMachine::History::inFile(historyFile),
+            .disk = [state = m_state](const std::string&) {
+                std::lock_guard lock(state->mutex);
+                return state->disk;
+            },
+            .cleanup = cleanupMachine(),
+        };
+    }
+
+    CleanupMachine cleanupMachine() const
     {
         std::shared_ptr<State> state = m_state;
         {
@@ -161,24 +177,23 @@ public:
         CleanupEnvironment environment = CleanupEnvironment::empty(state->home);
         environment.docker = [docker = docker] { return docker; };
         environment.toolItems = [toolItems = toolItems] { return toolItems; };
-        return AppMachine{
+        return CleanupMachine{
             .environment = std::move(environment),
             .catalog = [state, items = catalog](const CleanupEnvironment&) {
                 std::lock_guard lock(state->mutex);
                 ++state->catalogReadings;
                 return items;
             },
-            .measure = [state](const CleanupItem& item) { return state->measure(item); },
-            .perform = [state](const PathGuard&, const CleanupAction& action) { return state->perform(action); },
+            .measure = [state](const CleanupItem& item, const CleanupMachine::IsCancelled& isCancelled) {
+                return state->measure(item, isCancelled);
+            },
+            .perform = [state](const PathGuard&, const CleanupAction& action, const CleanupMachine::IsCancelled&) {
+                return state->perform(action);
+            },
             .removeAsAdministrator = [state](const std::vector<std::string>& paths, const std::string& prompt) {
                 return state->removeAsAdministrator(paths, prompt);
             },
             .hasFullDiskAccess = [access = fullDiskAccess](const std::string&) { return access; },
-            .disk = [state](const std::string&) {
-                std::lock_guard lock(state->mutex);
-                return state->disk;
-            },
-            .historyFile = historyFile,
             .dockerApplication = std::nullopt,
             .launch = [](const std::vector<std::string>&) { return false; },
         };
@@ -192,7 +207,7 @@ private:
         std::vector<CleanupItem> items;
         std::map<std::string, std::int64_t> sizes;
         std::map<std::string, Removal> removals;
-        std::optional<std::string> administratorAnswer;
+        AdminCleanup::Outcome administratorAnswer;
         std::optional<DiskUsage> disk;
         bool measuringHeld = false;
         std::set<std::string> letThrough;
@@ -211,7 +226,8 @@ private:
                 gateTimedOut = true;
         }
 
-        SizeResult measure(const CleanupItem& item)
+        // Measuring that is held gives up when it is cancelled, as a walk does.
+        SizeResult measure(const CleanupItem& item, const CleanupMachine::IsCancelled& isCancelled)
         {
             std::unique_lock lock(mutex);
             ++measured[item.id];
@@ -220,17 +236,24 @@ private:
                 return item.measure();
             measuring.push_back(item.id);
             mostMeasuring = std::max(mostMeasuring, static_cast<int>(measuring.size()));
-            waitAtGate(lock, [&] { return !measuringHeld || letThrough.contains(item.id); });
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (measuringHeld && !letThrough.contains(item.id) && !isCancelled()) {
+                if (std::chrono::steady_clock::now() > deadline) {
+                    gateTimedOut = true;
+                    break;
+                }
+                gate.wait_for(lock, std::chrono::milliseconds(5));
+            }
             std::erase(measuring, item.id);
             return sizeOf(sizes.contains(item.id) ? sizes.at(item.id) : 0);
         }
 
-        std::optional<std::string> removeAsAdministrator(const std::vector<std::string>& paths, const std::string& prompt)
+        AdminCleanup::Outcome removeAsAdministrator(const std::vector<std::string>& paths, const std::string& prompt)
         {
             std::unique_lock lock(mutex);
             administratorCalls.emplace_back(paths, prompt);
             waitAtGate(lock, [&] { return !cleaningHeld; });
-            if (!administratorAnswer) {
+            if (administratorAnswer.kind == AdminCleanup::Outcome::Kind::removed) {
                 for (const CleanupItem& item : items)
                     if (item.action.paths() == paths)
                         sizes[item.id] = 0;

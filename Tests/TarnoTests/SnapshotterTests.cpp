@@ -1,3 +1,4 @@
+#include "Tarno/Demo/DemoMachine.hpp"
 #include "Tarno/Snapshotter.hpp"
 #include "Tarno/TarnoApp.hpp"
 
@@ -10,6 +11,8 @@
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 namespace tarno {
 namespace {
@@ -36,12 +39,13 @@ bool hasMoreThanOneColour(const QImage& image)
     return false;
 }
 
-TEST(Snapshotter, RendersEverySectionToItsOwnImage)
+TEST(Snapshotter, RendersEverySectionAndStateToItsOwnImage)
 {
     TemporaryFolder folder;
-    const std::string home = folder.makeFolder("home");
-    TarnoApp app({}, std::make_unique<QSettings>(QString::fromStdString(folder / "Tarno.conf"), QSettings::IniFormat),
-                 [&] { return AppMachine::live(CleanupEnvironment::empty(home)); });
+    LaunchOptions options;
+    options.demo = true;
+    TarnoApp app(options, std::make_unique<QSettings>(QString::fromStdString(folder / "Tarno.conf"), QSettings::IniFormat),
+                 [] { return Demo::machine(); });
     QQmlApplicationEngine engine;
     QQuickWindow* window = app.loadMainWindow(engine);
     ASSERT_NE(window, nullptr);
@@ -52,7 +56,7 @@ TEST(Snapshotter, RendersEverySectionToItsOwnImage)
     ASSERT_TRUE(outcome.has_value());
     ASSERT_TRUE(outcome->at(0).toBool()) << outcome->at(1).toString().toStdString();
 
-    QList<QImage> images;
+    std::map<QString, QImage> images;
     for (const QString& name : Snapshotter::names()) {
         const QString path = snapshots + QLatin1Char('/') + name + QStringLiteral(".png");
         SCOPED_TRACE(path.toStdString());
@@ -60,10 +64,15 @@ TEST(Snapshotter, RendersEverySectionToItsOwnImage)
         ASSERT_FALSE(image.isNull());
         EXPECT_EQ(image.size(), window->size() * window->devicePixelRatio());
         EXPECT_TRUE(hasMoreThanOneColour(image));
-        images.append(image);
+        images[name] = image;
     }
-    EXPECT_NE(images.at(0), images.at(1));
-    EXPECT_NE(images.at(3), images.at(6));
+    // Every state of the Cleanup screen shows something the list alone does not.
+    for (const auto& [name, image] : images) {
+        if (name.startsWith(QStringLiteral("cleanup-"))) {
+            EXPECT_NE(image, images[QStringLiteral("cleanup")]) << name.toStdString();
+        }
+    }
+    EXPECT_NE(images[QStringLiteral("overview")], images[QStringLiteral("projects")]);
 
     // A folder that cannot be made ends the run with a message naming it.
     folder.makeFile("taken");

@@ -34,7 +34,7 @@ protected:
 TEST_F(TarnoAppTest, StartsWithDefaultsRegisteredAndNoTrayToKeepItAlive)
 {
     auto app = makeApp({});
-    EXPECT_EQ(app->model()->environment().home, m_folder / "home");
+    EXPECT_EQ(app->model()->home(), m_folder / "home");
     EXPECT_TRUE(app->preferences()->showInMenuBar());
     app->preferences()->sync();
     EXPECT_TRUE(QSettings(storePath(), QSettings::IniFormat).allKeys().isEmpty());
@@ -50,7 +50,10 @@ TEST_F(TarnoAppTest, StartsWithDefaultsRegisteredAndNoTrayToKeepItAlive)
 
 TEST_F(TarnoAppTest, LaunchOptionsApplyOnceWhenTheContentFirstAppears)
 {
-    auto app = makeApp({.section = Section::cleanup, .appearance = LaunchOptions::Appearance::dark, .snapshotsFolder = {}});
+    LaunchOptions options;
+    options.section = Section::cleanup;
+    options.appearance = LaunchOptions::Appearance::dark;
+    auto app = makeApp(options);
     app->setDarkAppearance(false);
     EXPECT_EQ(app->model()->section(), Section::overview);
 
@@ -58,9 +61,9 @@ TEST_F(TarnoAppTest, LaunchOptionsApplyOnceWhenTheContentFirstAppears)
     EXPECT_EQ(app->model()->section(), Section::cleanup);
     EXPECT_TRUE(app->darkAppearance());
     // The first scan starts by itself, with a reading of the disk.
-    EXPECT_EQ(app->model()->cleanupPhase(), AppModel::CleanupPhase::scanning);
+    EXPECT_EQ(app->model()->cleanup()->phase(), CleanupModel::Phase::scanning);
     EXPECT_TRUE(QTest::qWaitFor([&] {
-        return app->model()->cleanupPhase() == AppModel::CleanupPhase::ready && app->model()->disk().has_value();
+        return app->model()->cleanup()->phase() == CleanupModel::Phase::ready && app->model()->disk().has_value();
     }, 30'000));
 
     app->model()->setSection(Section::projects);
@@ -79,7 +82,9 @@ TEST_F(TarnoAppTest, LaunchOptionsApplyOnceWhenTheContentFirstAppears)
 
 TEST_F(TarnoAppTest, MainWindowFollowsTheModelBothWaysAndTakesShortcuts)
 {
-    auto app = makeApp({.section = Section::duplicates, .appearance = std::nullopt, .snapshotsFolder = {}});
+    LaunchOptions options;
+    options.section = Section::duplicates;
+    auto app = makeApp(options);
     QQmlApplicationEngine engine;
     QQuickWindow* window = app->loadMainWindow(engine);
     ASSERT_NE(window, nullptr);

@@ -31,7 +31,8 @@ Item {
         }
 
         RotationAnimation on rotation {
-            running: spinner.running
+            // Still in pictures of the screen, so that two renderings agree.
+            running: spinner.running && !Theme.still
             from: 0
             to: 360
             duration: 1000

@@ -5,6 +5,8 @@ import QtQuick
 QtObject {
     // The application sets this from its appearance.
     property bool dark: false
+    // No animation: pictures of the screens come out the same every time.
+    property bool still: false
 
     // Brand colours.
     readonly property color blue: "#3b82f6"

@@ -8,7 +8,7 @@ Popup {
     id: sheet
 
     required property CleanupScreen screen
-    required property AppModel model
+    required property CleanupModel model
 
     parent: Overlay.overlay
     anchors.centerIn: parent

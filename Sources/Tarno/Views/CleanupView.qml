@@ -7,7 +7,7 @@ import Tarno
 Item {
     id: view
 
-    required property AppModel model
+    required property CleanupModel model
     // The section's title, symbol and hue, as the sidebar shows them.
     property string title
     property string symbol

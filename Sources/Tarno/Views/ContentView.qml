@@ -130,7 +130,7 @@ Item {
             Component {
                 id: cleanupScreen
                 CleanupView {
-                    model: content.model
+                    model: content.model.cleanup
                     title: sections.title(content.model.shownSection)
                     symbol: sections.symbol(content.model.shownSection)
                     tint: Theme.sectionTint(content.model.shownSection)

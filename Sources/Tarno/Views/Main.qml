@@ -32,6 +32,11 @@ ApplicationWindow {
         property: "dark"
         value: window.app.darkAppearance
     }
+    Binding {
+        target: Theme
+        property: "still"
+        value: window.app.still
+    }
 
     ContentView {
         anchors.fill: parent

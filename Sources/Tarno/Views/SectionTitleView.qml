@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// The detail area of a section whose screen is not there: its title alone.
+// The detail area of a section whose screen is not there yet: its title and
+// an empty state that says so.
 Item {
     id: titleView
 
@@ -26,6 +27,11 @@ Item {
             font.pixelSize: Theme.titleSize
             font.weight: Font.DemiBold
             color: Theme.text
+        }
+        Label {
+            Layout.alignment: Qt.AlignHCenter
+            text: "This section comes in a later version of Tarno."
+            color: Theme.secondaryText
         }
     }
 }
