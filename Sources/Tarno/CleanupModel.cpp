@@ -55,12 +55,12 @@ void CleanupModel::scan()
 
     // Docker and the tools are asked beside the catalog; their items come last.
     const CleanupEnvironment& env = m_machine.environment;
-    m_runner->run([docker = env.docker](const TaskRunner::Task&) { return docker(); },
+    m_runner->run([docker = env.docker](const TaskRunner::Task& task) { return docker(task.cancellation()); },
                   [this](DockerStatus status) {
                       m_toolAnswers.docker = std::move(status);
                       toolsAnswered();
                   });
-    m_runner->run([toolItems = env.toolItems](const TaskRunner::Task&) { return toolItems(); },
+    m_runner->run([toolItems = env.toolItems](const TaskRunner::Task& task) { return toolItems(task.cancellation()); },
                   [this](std::vector<CleanupItem> items) {
                       m_toolAnswers.toolItems = std::move(items);
                       toolsAnswered();

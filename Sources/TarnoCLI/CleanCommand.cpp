@@ -41,8 +41,8 @@ std::vector<CleanupItem> offeredItems(const CleanupEnvironment& env, const std::
     std::vector<CleanupItem> items = CleanupCatalog::items(env);
     if (std::all_of(ids.begin(), ids.end(), [&items](const std::string& id) { return offers(items, id); }))
         return items;
-    std::vector<CleanupItem> docker = Docker::cleanupItems(env.docker());
-    std::vector<CleanupItem> tools = env.toolItems();
+    std::vector<CleanupItem> docker = Docker::cleanupItems(env.docker({}));
+    std::vector<CleanupItem> tools = env.toolItems({});
     items.insert(items.end(), docker.begin(), docker.end());
     items.insert(items.end(), tools.begin(), tools.end());
     return items;

@@ -175,8 +175,8 @@ public:
             state->items.insert(state->items.end(), toolItems.begin(), toolItems.end());
         }
         CleanupEnvironment environment = CleanupEnvironment::empty(state->home);
-        environment.docker = [docker = docker] { return docker; };
-        environment.toolItems = [toolItems = toolItems] { return toolItems; };
+        environment.docker = [docker = docker](const std::function<bool()>&) { return docker; };
+        environment.toolItems = [toolItems = toolItems](const std::function<bool()>&) { return toolItems; };
         return CleanupMachine{
             .environment = std::move(environment),
             .catalog = [state, items = catalog](const CleanupEnvironment&) {

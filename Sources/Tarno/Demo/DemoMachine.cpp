@@ -169,7 +169,7 @@ CleanupMachine cleanupMachineOn(const std::shared_ptr<Disk>& disk)
         catalog.push_back(std::move(offer.item));
     }
     CleanupEnvironment environment = CleanupEnvironment::empty(home);
-    environment.docker = [] { return dockerStatus(); };
+    environment.docker = [](const std::function<bool()>&) { return dockerStatus(); };
 
     return CleanupMachine{
         .environment = std::move(environment),

@@ -12,8 +12,13 @@ namespace tarno {
 // What an action did.
 struct CleanReport {
     struct Failure {
+        enum class Kind {
+            refused, // the guard would not let it be touched
+            failed,  // tried, and the system or the tool said no
+        };
         std::string path;   // or the tool of a run action
         std::string reason; // words for the user
+        Kind kind = Kind::failed;
         bool operator==(const Failure&) const = default;
     };
 
@@ -26,6 +31,8 @@ struct CleanReport {
 
 // The one place that removes things. Every path is put to the guard just
 // before it is touched; each path gets its own attempt and report line.
+// Cancellation is looked at before each path and inside a tree's removal:
+// what was not reached is left alone and the report says it was cut short.
 struct Cleaner {
     PathGuard guardian;
 

@@ -54,10 +54,12 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
     env.simulators = [] { return Simulators::list(); };
     env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
     env.rootYarnCache = Platform::rootYarnCache();
-    env.docker = [home = env.home] { return Docker::status(Docker::cliCandidates(home)); };
-    env.toolItems = [] {
+    env.docker = [home = env.home](const std::function<bool()>& isCancelled) {
+        return Docker::status(Docker::cliCandidates(home), isCancelled);
+    };
+    env.toolItems = [](const std::function<bool()>& isCancelled) {
         std::vector<CleanupItem> items;
-        if (std::optional<CleanupItem> homebrew = Homebrew::cleanupItem())
+        if (std::optional<CleanupItem> homebrew = Homebrew::cleanupItem(isCancelled))
             items.push_back(std::move(*homebrew));
         return items;
     };
@@ -74,8 +76,8 @@ CleanupEnvironment CleanupEnvironment::empty(std::string home)
         .simulators = [] { return std::vector<SimulatorDevice>{}; },
         .globalNpmConfigFiles = {},
         .rootYarnCache = std::nullopt,
-        .docker = [] { return DockerStatus::notInstalled(); },
-        .toolItems = [] { return std::vector<CleanupItem>{}; },
+        .docker = [](const std::function<bool()>&) { return DockerStatus::notInstalled(); },
+        .toolItems = [](const std::function<bool()>&) { return std::vector<CleanupItem>{}; },
     };
 }
 

@@ -20,8 +20,9 @@ struct CleanupEnvironment {
     std::function<std::vector<SimulatorDevice>()> simulators;
     std::vector<std::string> globalNpmConfigFiles;
     std::optional<std::string> rootYarnCache;
-    std::function<DockerStatus()> docker;
-    std::function<std::vector<CleanupItem>()> toolItems;
+    // The tools are asked by running them: slow, so they can be stopped.
+    std::function<DockerStatus(const std::function<bool()>& isCancelled)> docker;
+    std::function<std::vector<CleanupItem>(const std::function<bool()>& isCancelled)> toolItems;
 
     // This machine.
     static CleanupEnvironment live();

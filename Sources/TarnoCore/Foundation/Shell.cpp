@@ -33,6 +33,8 @@ constexpr auto killGrace = std::chrono::seconds(5);
 constexpr auto pipeGrace = std::chrono::milliseconds(200);
 // How often a tool's end is looked for when the kernel cannot signal it.
 constexpr auto reapTick = std::chrono::milliseconds(50);
+// How often the caller is asked whether the tool should stop.
+constexpr auto cancelTick = std::chrono::milliseconds(100);
 
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
@@ -316,7 +318,8 @@ std::string repairedUTF8(const std::string& bytes)
 std::optional<Output> run(const std::string& tool,
                           const std::vector<std::string>& arguments,
                           const std::map<std::string, std::string>& environment,
-                          std::chrono::duration<double> timeout)
+                          std::chrono::duration<double> timeout,
+                          const std::function<bool()>& isCancelled)
 {
     // Only an absolute path: a relative one would be looked up from wherever
     // the process happens to stand.
@@ -358,6 +361,7 @@ std::optional<Output> run(const std::string& tool,
     std::optional<Clock::time_point> terminatedAt;
     bool killed = false;
     std::optional<Clock::time_point> reapedAt;
+    bool cancelled = false;
     int status = -1;
     std::string standardOutput;
     std::string standardError;
@@ -371,7 +375,9 @@ std::optional<Output> run(const std::string& tool,
                 ended.reset();
             }
         }
-        if (!reapedAt && !terminatedAt && now >= deadline) {
+        if (!reapedAt && !terminatedAt && isCancelled && isCancelled())
+            cancelled = true;
+        if (!reapedAt && !terminatedAt && (cancelled || now >= deadline)) {
             ::kill(-pid, SIGTERM);
             terminatedAt = now;
         }
@@ -389,7 +395,7 @@ std::optional<Output> run(const std::string& tool,
 
         Clock::time_point wake = Clock::time_point::max();
         if (!reapedAt && !terminatedAt)
-            wake = std::min(wake, deadline);
+            wake = std::min(wake, isCancelled ? std::min(deadline, now + cancelTick) : deadline);
         if (awaitingKill)
             wake = std::min(wake, *terminatedAt + killGrace);
         if (reapedAt && reading)
@@ -420,7 +426,7 @@ std::optional<Output> run(const std::string& tool,
         }
     }
 
-    return Output{status, repairedUTF8(standardOutput), repairedUTF8(standardError)};
+    return Output{status, repairedUTF8(standardOutput), repairedUTF8(standardError), cancelled};
 }
 
 } // namespace tarno::Shell

@@ -19,7 +19,8 @@ struct Outcome {
     enum class Status {
         done,   // removed, or moved where it was asked to go
         absent, // nothing was there: nothing to do
-        failed, // `reason` says why, in words for the user
+        failed,    // `reason` says why, in words for the user
+        cancelled, // stopped on request: part of a tree may be gone
     };
     Status status = Status::done;
     std::string reason;
@@ -66,8 +67,11 @@ using FolderHook = std::function<void(const std::string& folder)>;
 // Removes the file, link or folder tree at `path`. Inside the tree nothing is
 // followed and no other file system is entered: a mount point inside is left
 // with its contents, and the tree's removal fails. The removal goes on past a
-// failure and reports the first one.
-Outcome remove(const std::string& path, const FolderHook& beforeOpeningFolder = {});
+// failure and reports the first one. `isCancelled` is asked before each folder
+// is opened; once it answers yes nothing more is removed.
+Outcome remove(const std::string& path,
+               const std::function<bool()>& isCancelled = {},
+               const FolderHook& beforeOpeningFolder = {});
 
 // The names in the folder at `path`, sorted, without "." and "..".
 struct Listing {

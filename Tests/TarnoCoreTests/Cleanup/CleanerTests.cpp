@@ -29,6 +29,17 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using Failure = CleanReport::Failure;
 
+Failure refused(const std::string& path, const std::string& reason)
+{
+    return Failure{path, reason, Failure::Kind::refused};
+}
+
+// Answers "go on" the first `times` times it is asked, then "stop".
+std::function<bool()> cancelledAfter(int times)
+{
+    return [asked = std::make_shared<int>(0), times] { return (*asked)++ >= times; };
+}
+
 using test::contentsOf;
 using test::exists;
 
@@ -85,8 +96,8 @@ TEST_F(CleanerTest, DeleteRemovesTreesSkipsWhatHasGoneAndReportsRefusalsInTheGua
         {h + "/Documents/a.txt", c + "/app", c + "/gone", c, c + "/loose.log", root / "outside"}});
 
     EXPECT_EQ(report.removed, 2);
-    EXPECT_THAT(report.failures, ElementsAre(Failure{h + "/Documents/a.txt", "protected folder Documents"},
-                                             Failure{c, "would remove Library/Caches itself"}));
+    EXPECT_THAT(report.failures, ElementsAre(refused(h + "/Documents/a.txt", "protected folder Documents"),
+                                             refused(c, "would remove Library/Caches itself")));
     EXPECT_THAT(namesIn(c), ElementsAre());
     expectDocumentsIntact();
     EXPECT_EQ(perform(CleanupAction::Delete{}), CleanReport{});
@@ -152,10 +163,10 @@ TEST_F(CleanerTest, DeleteContentsEmptiesFoldersKeepsThemAndReportsWhatItCannotE
 
     EXPECT_EQ(report.removed, 4);
     EXPECT_THAT(report.failures, ElementsAre(Failure{c + "/missing", "no such file or directory"},
-                                             Failure{c + "/docs", "is a symbolic link"},
+                                             refused(c + "/docs", "is a symbolic link"),
                                              Failure{c + "/file.txt", "not a directory"},
-                                             Failure{c, "would remove Library/Caches itself"},
-                                             Failure{library + "/Keychains", "protected folder Library/Keychains"}));
+                                             refused(c, "would remove Library/Caches itself"),
+                                             refused(library + "/Keychains", "protected folder Library/Keychains")));
     EXPECT_THAT(namesIn(c), ElementsAre("app", "docs", "empty", "file.txt"));
     EXPECT_THAT(namesIn(c + "/app"), ElementsAre());
     EXPECT_THAT(namesIn(library), ElementsAre("Caches", "Keychains"));
@@ -175,9 +186,9 @@ TEST_F(CleanerTest, TrashMovesItemsWithTheirTrashInfoAndAsksTheGuard)
                                                       h + "/Documents", c, h + "/Projects", c + "/gone"}});
 
     EXPECT_EQ(report.removed, 3);
-    EXPECT_THAT(report.failures, ElementsAre(Failure{h + "/Documents", "top-level folder in the home folder"},
-                                             Failure{c, "would remove Library/Caches itself"},
-                                             Failure{h + "/Projects", "top-level folder in the home folder"}));
+    EXPECT_THAT(report.failures, ElementsAre(refused(h + "/Documents", "top-level folder in the home folder"),
+                                             refused(c, "would remove Library/Caches itself"),
+                                             refused(h + "/Projects", "top-level folder in the home folder")));
     EXPECT_THAT(namesIn(trash() + "/files"), ElementsAre("My File é.txt", "a.txt", "tree"));
     EXPECT_THAT(namesIn(trash() + "/info"),
                 ElementsAre("My File é.txt.trashinfo", "a.txt.trashinfo", "tree.trashinfo"));
@@ -244,6 +255,32 @@ TEST_F(CleanerTest, RunReportsHowTheToolEnded)
     expectDocumentsIntact();
 }
 
+TEST_F(CleanerTest, CancellationLeavesWhatWasNotReachedAndSaysSo)
+{
+    root.makeFile("home/Library/Caches/first", 1);
+    root.makeFile("home/Library/Caches/second/inner/blob", 1);
+    root.makeFile("home/Library/Caches/third", 1);
+    const std::string c = caches();
+    const CleanupAction::Delete three{{c + "/first", c + "/second", c + "/third"}};
+
+    // Asked before each path: stopped after the first, the others stay.
+    EXPECT_EQ(cleaner().perform(three, cancelledAfter(1)), (CleanReport{1, {}, true}));
+    EXPECT_THAT(namesIn(c), ElementsAre("second", "third"));
+    // Asked again inside a tree, before each folder is opened: the tree stops
+    // part-way, nothing after it is tried, and no failure is claimed.
+    EXPECT_EQ(cleaner().perform(three, cancelledAfter(3)), (CleanReport{0, {}, true}));
+    EXPECT_TRUE(exists(c + "/second/inner/blob"));
+    EXPECT_TRUE(exists(c + "/third"));
+    // The same holds for emptying a folder and for a tool, which is stopped while it runs.
+    EXPECT_EQ(cleaner().perform(CleanupAction::DeleteContents{{c}}, cancelledAfter(0)), (CleanReport{0, {}, true}));
+    EXPECT_THAT(namesIn(c), ElementsAre("second", "third"));
+    EXPECT_EQ(cleaner().perform(CleanupAction::Run{"/bin/sleep", {"60"}, {}}, cancelledAfter(1)),
+              (CleanReport{0, {}, true}));
+    EXPECT_EQ(cleaner().perform(CleanupAction::Run{"/bin/true", {}, {}}, cancelledAfter(0)),
+              (CleanReport{0, {}, true}));
+    expectDocumentsIntact();
+}
+
 class WorktreeTest : public CleanerTest {
 protected:
     void SetUp() override
@@ -267,7 +304,7 @@ TEST_F(WorktreeTest, TouchesNothingWhenTheWorktreeIsRefusedElseClearsInsideItOnl
     root.makeFile("home/Documents/wt/node_modules/x", 1);
     EXPECT_EQ(perform(CleanupAction::RemoveWorktree{
                   repository, inDocuments, {inDocuments + "/node_modules", caches() + "/elsewhere"}}),
-              (CleanReport{0, {{inDocuments, "protected folder Documents"}}}));
+              (CleanReport{0, {refused(inDocuments, "protected folder Documents")}}));
     EXPECT_TRUE(exists(inDocuments + "/node_modules/x"));
 
     const auto report = perform(CleanupAction::RemoveWorktree{

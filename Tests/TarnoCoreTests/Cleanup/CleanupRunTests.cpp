@@ -92,6 +92,7 @@ TEST_F(CleanupRunTest, CleansInOrderPassesByTheAdministratorsItemAndCountsWhatRe
     EXPECT_EQ(outcome.summary.insideDocker, 5'000);
     ASSERT_EQ(outcome.summary.failures.size(), 1u);
     EXPECT_EQ(outcome.summary.failures[0].path, home + "/Documents");
+    EXPECT_EQ(outcome.summary.failures[0].kind, CleanReport::Failure::Kind::refused);
     EXPECT_FALSE(outcome.wasCancelled);
 
     EXPECT_FALSE(exists(home + "/Library/Caches/a"));

@@ -143,20 +143,22 @@ TEST_F(RemovalSafetyTest, EveryActionLeavesEveryCanaryAndRemovesOnlyWhatItWasGiv
          caches + "/evil/../sneaky", caches + "/app/../../../.ssh", caches + "/keys/canary.txt"}});
     EXPECT_EQ(deleted.removed, 4);
     EXPECT_EQ(deleted.failures,
-              (std::vector<Failure>{{caches + "/evil/canary.txt", "protected folder Documents"},
-                                    {caches + "/app/../../../.ssh", "top-level folder in the home folder"},
-                                    {caches + "/keys/canary.txt", "protected folder .ssh"}}));
+              (std::vector<Failure>{
+                  {caches + "/evil/canary.txt", "protected folder Documents", Failure::Kind::refused},
+                  {caches + "/app/../../../.ssh", "top-level folder in the home folder", Failure::Kind::refused},
+                  {caches + "/keys/canary.txt", "protected folder .ssh", Failure::Kind::refused}}));
 
     const auto emptied = cleaner.perform(CleanupAction::DeleteContents{
         {h + "/Library/Application Support/app", caches + "/contents-link", caches + "/evil/sub",
          h + "/Library/Containers/com.example"}});
     EXPECT_THAT(emptied.failures,
-                UnorderedElementsAre(Failure{caches + "/contents-link", "is a symbolic link"},
-                                     Failure{caches + "/evil/sub/deep.txt", "protected folder Documents"}));
+                UnorderedElementsAre(Failure{caches + "/contents-link", "is a symbolic link", Failure::Kind::refused},
+                                     Failure{caches + "/evil/sub/deep.txt", "protected folder Documents",
+                                             Failure::Kind::refused}));
 
     const auto trashed = cleaner.perform(CleanupAction::Trash{
         {caches + "/trash-file.txt", caches + "/trash-link", caches + "/trash-dir", caches + "/keys/canary.txt"}});
-    EXPECT_EQ(trashed, (CleanReport{3, {{caches + "/keys/canary.txt", "protected folder .ssh"}}}));
+    EXPECT_EQ(trashed, (CleanReport{3, {{caches + "/keys/canary.txt", "protected folder .ssh", Failure::Kind::refused}}}));
 
     EXPECT_EQ(cleaner.perform(CleanupAction::Run{"/bin/true", {}, {h + "/Documents"}}), (CleanReport{1, {}}));
 
@@ -202,7 +204,7 @@ TEST_F(RemovalSafetyTest, AFolderSwappedForALinkDuringTheRemovalIsNotFollowed)
     const std::string moved = home() + "/Library/Caches/moved";
     int swaps = 0;
 
-    const auto outcome = TreeRemoval::remove(deep, [&](const std::string& folder) {
+    const auto outcome = TreeRemoval::remove(deep, {}, [&](const std::string& folder) {
         if (folder != deep + "/sub")
             return;
         ++swaps;

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -148,6 +149,30 @@ TEST(ShellTests, TimeOutTerminatesTheToolAndItsGroup)
 {
     // What was written before the time-out is kept (the child's id), and the tool's children are stopped with it.
     EXPECT_LT(timedOut("sleep 30 & echo $!; wait", 128 + SIGTERM), 10s);
+}
+
+TEST(ShellTests, CancellingStopsTheToolAndItsGroupAtOnce)
+{
+    std::atomic<bool> cancelled = false;
+    const auto started = Clock::now();
+    std::thread canceller([&] {
+        std::this_thread::sleep_for(300ms);
+        cancelled = true;
+    });
+    const auto output = Shell::run("/bin/sh", {"-c", "sleep 30 & echo $!; wait"}, {}, 60s, [&] { return cancelled.load(); });
+    const auto elapsed = Clock::now() - started;
+    canceller.join();
+    ASSERT_TRUE(output);
+    EXPECT_TRUE(output->wasCancelled);
+    EXPECT_EQ(output->status, 128 + SIGTERM);
+    EXPECT_LT(elapsed, 10s) << "waited for the time-out instead";
+    const pid_t child = std::atoi(output->standardOutput.c_str());
+    EXPECT_GT(child, 1);
+    EXPECT_TRUE(child <= 1 || endsWithin(child, 3000ms));
+    // A tool that ends by itself was not cancelled, even when the answer is asked for.
+    const auto finished = Shell::run("/bin/true", {}, {}, 10s, [] { return false; });
+    ASSERT_TRUE(finished);
+    EXPECT_FALSE(finished->wasCancelled);
 }
 
 TEST(ShellTests, ToolIgnoringTerminateIsKilledAfterTheGrace)

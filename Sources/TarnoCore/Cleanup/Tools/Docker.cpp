@@ -78,14 +78,14 @@ std::vector<std::string> cliCandidates(const std::string& home)
     return Platform::dockerCandidates(home);
 }
 
-DockerStatus status(const std::vector<std::string>& cliCandidates)
+DockerStatus status(const std::vector<std::string>& cliCandidates, const std::function<bool()>& isCancelled)
 {
     const std::optional<std::string> cli = Platform::firstExecutable(cliCandidates);
     if (!cli)
         return DockerStatus::notInstalled();
     // Only the first executable candidate is asked, whatever it answers.
     const std::optional<Shell::Output> output =
-        Shell::run(*cli, {"system", "df", "--format", "{{json .}}"}, {}, statusTimeout);
+        Shell::run(*cli, {"system", "df", "--format", "{{json .}}"}, {}, statusTimeout, isCancelled);
     if (!output || !output->succeeded())
         return DockerStatus::notRunning();
     const std::optional<DockerUsage> usage = parseUsage(output->standardOutput);

@@ -3,6 +3,7 @@
 #include "TarnoCore/Cleanup/CleanupItem.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,8 +56,9 @@ namespace Docker {
 std::vector<std::string> cliCandidates(const std::string& home);
 
 // Runs the first candidate that is an executable file (only that one) with
-// "system df". Blocks for up to 45 seconds: call it off the main thread.
-DockerStatus status(const std::vector<std::string>& cliCandidates);
+// "system df". Blocks for up to 45 seconds, less once `isCancelled` answers
+// yes (a stopped question answers "not running"): call it off the main thread.
+DockerStatus status(const std::vector<std::string>& cliCandidates, const std::function<bool()>& isCancelled = {});
 
 // `docker system df --format {{json .}}`: one JSON object a line. Absent when
 // no line decodes; a type no line names stays 0, the last line of a type wins.

@@ -46,17 +46,18 @@ const std::map<std::string, std::string>& quietly()
     return environment;
 }
 
-std::optional<CleanupItem> cleanupItem()
+std::optional<CleanupItem> cleanupItem(const std::function<bool()>& isCancelled)
 {
-    return cleanupItem(Platform::brewCandidates());
+    return cleanupItem(Platform::brewCandidates(), isCancelled);
 }
 
-std::optional<CleanupItem> cleanupItem(const std::vector<std::string>& brewCandidates)
+std::optional<CleanupItem> cleanupItem(const std::vector<std::string>& brewCandidates,
+                                       const std::function<bool()>& isCancelled)
 {
     const std::optional<std::string> brew = Platform::firstExecutable(brewCandidates);
     if (!brew)
         return std::nullopt;
-    const std::optional<Shell::Output> output = Shell::run(*brew, {"cleanup", "--dry-run"}, quietly(), estimateTimeout);
+    const std::optional<Shell::Output> output = Shell::run(*brew, {"cleanup", "--dry-run"}, quietly(), estimateTimeout, isCancelled);
     if (!output || !output->succeeded())
         return std::nullopt;
     const std::optional<std::int64_t> estimate =

@@ -136,8 +136,9 @@ std::vector<std::string> componentsOf(const std::string& path)
 // Removes one tree below an open folder and keeps the first failure.
 class Remover {
 public:
-    Remover(const FolderHook& hook, std::string top, const Entry& topEntry)
-        : m_hook(hook)
+    Remover(const std::function<bool()>& isCancelled, const FolderHook& hook, std::string top, const Entry& topEntry)
+        : m_isCancelled(isCancelled)
+        , m_hook(hook)
         , m_top(std::move(top))
         , m_topEntry(topEntry)
     {
@@ -155,6 +156,10 @@ public:
         }
         if (depth >= maximumDepth) {
             fail(path, "is nested too deeply");
+            return;
+        }
+        if (m_cancelled || (m_isCancelled && m_isCancelled())) {
+            m_cancelled = true;
             return;
         }
         if (m_hook)
@@ -202,6 +207,8 @@ public:
             return;
         }
         for (const std::string& child : *names) {
+            if (m_cancelled)
+                return;
             const std::string childPath = path + "/" + child;
             const auto childEntry = entryAt(opened.get(), child.c_str(), error);
             if (!childEntry) {
@@ -223,6 +230,7 @@ public:
     }
 
     const std::optional<std::string>& firstFailure() const { return m_firstFailure; }
+    bool wasCancelled() const { return m_cancelled; }
 
 private:
     void removeNonFolder(int folder, const std::string& name, const std::string& path)
@@ -240,7 +248,9 @@ private:
         m_firstFailure = path == m_top ? std::move(words) : "cannot remove " + path + ": " + words;
     }
 
+    const std::function<bool()>& m_isCancelled;
     const FolderHook& m_hook;
+    bool m_cancelled = false;
     std::string m_top;
     Entry m_topEntry;
     std::optional<std::string> m_firstFailure;
@@ -316,7 +326,7 @@ std::variant<Parent, Outcome> openParent(const std::string& path)
     return Parent{std::move(current), parts.back()};
 }
 
-Outcome remove(const std::string& path, const FolderHook& beforeOpeningFolder)
+Outcome remove(const std::string& path, const std::function<bool()>& isCancelled, const FolderHook& beforeOpeningFolder)
 {
     auto opened = openParent(path);
     if (auto* outcome = std::get_if<Outcome>(&opened))
@@ -334,8 +344,10 @@ Outcome remove(const std::string& path, const FolderHook& beforeOpeningFolder)
     if (S_ISDIR(entry->mode) && isAnotherFileSystem(*entry, *parentEntry))
         return failed("is a mount point");
 
-    Remover remover(beforeOpeningFolder, path, *entry);
+    Remover remover(isCancelled, beforeOpeningFolder, path, *entry);
     remover.removeEntry(parent.folder.get(), parent.name, path, *entry, 0);
+    if (remover.wasCancelled())
+        return Outcome{Outcome::Status::cancelled, {}};
     if (remover.firstFailure())
         return failed(*remover.firstFailure());
     return Outcome{};
