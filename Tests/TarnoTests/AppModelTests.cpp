@@ -23,8 +23,8 @@ using test::madeUpItem;
 using test::TemporaryFolder;
 using test::waitUntil;
 
-// What would make a quit wait: measuring held until it is cancelled, a
-// clean in the middle. Destroying the model must cancel and return at once.
+// What would make a quit wait: measuring and the tools' answers held until
+// they are cancelled, a clean in the middle. Destroying the model must cancel and return at once.
 TEST(AppModel, GoingAwayMidScanOrMidCleanIsPromptAndKeepsTheRecordOfWhatWasCleaned)
 {
     TemporaryFolder folder;

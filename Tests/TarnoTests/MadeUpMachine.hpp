@@ -123,7 +123,8 @@ public:
     }
     void setDisk(std::optional<DiskUsage> disk) { locked([&](State& s) { s.disk = disk; }); }
 
-    // Measuring of items without a known size waits until the item is let through.
+    // Measuring of items without a known size waits until the item is let
+    // through; the tools' answers wait until all are let through.
     void holdMeasuring() { locked([](State& s) { s.measuringHeld = true; }); }
     void letThrough(const std::string& id) { notifying([&](State& s) { s.letThrough.insert(id); }); }
     void letAllMeasure() { notifying([](State& s) { s.measuringHeld = false; }); }
@@ -175,8 +176,14 @@ public:
             state->items.insert(state->items.end(), toolItems.begin(), toolItems.end());
         }
         CleanupEnvironment environment = CleanupEnvironment::empty(state->home);
-        environment.docker = [docker = docker](const std::function<bool()>&) { return docker; };
-        environment.toolItems = [toolItems = toolItems](const std::function<bool()>&) { return toolItems; };
+        environment.docker = [state, docker = docker](const std::function<bool()>& isCancelled) {
+            state->askTool(isCancelled);
+            return docker;
+        };
+        environment.toolItems = [state, toolItems = toolItems](const std::function<bool()>& isCancelled) {
+            state->askTool(isCancelled);
+            return toolItems;
+        };
         return CleanupMachine{
             .environment = std::move(environment),
             .catalog = [state, items = catalog](const CleanupEnvironment&) {
@@ -226,7 +233,26 @@ private:
                 gateTimedOut = true;
         }
 
-        // Measuring that is held gives up when it is cancelled, as a walk does.
+        // Held work gives up when it is cancelled, as a walk or a tool does.
+        void waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::function<bool()>& held,
+                           const CleanupMachine::IsCancelled& isCancelled)
+        {
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (held() && !isCancelled()) {
+                if (std::chrono::steady_clock::now() > deadline) {
+                    gateTimedOut = true;
+                    break;
+                }
+                gate.wait_for(lock, std::chrono::milliseconds(5));
+            }
+        }
+
+        void askTool(const CleanupMachine::IsCancelled& isCancelled)
+        {
+            std::unique_lock lock(mutex);
+            waitWhileHeld(lock, [this] { return measuringHeld; }, isCancelled);
+        }
+
         SizeResult measure(const CleanupItem& item, const CleanupMachine::IsCancelled& isCancelled)
         {
             std::unique_lock lock(mutex);
@@ -236,14 +262,7 @@ private:
                 return item.measure();
             measuring.push_back(item.id);
             mostMeasuring = std::max(mostMeasuring, static_cast<int>(measuring.size()));
-            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-            while (measuringHeld && !letThrough.contains(item.id) && !isCancelled()) {
-                if (std::chrono::steady_clock::now() > deadline) {
-                    gateTimedOut = true;
-                    break;
-                }
-                gate.wait_for(lock, std::chrono::milliseconds(5));
-            }
+            waitWhileHeld(lock, [&] { return measuringHeld && !letThrough.contains(item.id); }, isCancelled);
             std::erase(measuring, item.id);
             return sizeOf(sizes.contains(item.id) ? sizes.at(item.id) : 0);
         }
