@@ -7,6 +7,7 @@ Usage: cli_tests.py PATH-TO-tarno-cli [unittest options]
 import json
 import os
 import re
+import signal
 import stat
 import subprocess
 import sys
@@ -521,6 +522,35 @@ class CleanTests(unittest.TestCase):
         with open(self.history) as stream:
             records = json.load(stream)
         self.assertEqual([r["freedBytes"] for r in records], [0, record["freedBytes"]])
+
+    def test_ctrl_c_stops_inside_the_item_under_way_and_records_it(self):
+        # Enough folders that the removal is still going when the signal lands.
+        many = os.path.join(self.derived, "Many-ghi")
+        for outer in range(200):
+            for inner in range(100):
+                os.makedirs(os.path.join(many, str(outer), str(inner)))
+        archive = os.path.join(self.home, "Library", "Developer", "Xcode", "Archives", "2024", "App.xcarchive")
+        environment = dict(os.environ, HOME=self.home, XDG_DATA_HOME=os.path.join(self.home, ".local", "share"))
+        process = subprocess.Popen([CLI, "clean", "--yes", "xcode.derivedData", "xcode.archives"],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   text=True, env=environment)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        # The items are listed first; the signal goes once the clean has begun.
+        line = process.stdout.readline()
+        while line and not line.startswith("Cleaning "):
+            line = process.stdout.readline()
+        self.assertEqual(line, "Cleaning Build data (DerivedData)…\n")
+        process.send_signal(signal.SIGINT)
+        rest, stderr = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 1, stderr)
+        self.assertIn("Interrupted: what was not reached was left alone.\n", rest)
+        self.assertNotIn("Cleaning Archives", rest)
+        self.assertTrue(os.path.exists(archive), "nothing after the interruption is touched")
+        self.assertTrue(os.path.exists(many), "the removal stopped part-way")
+        with open(self.history) as stream:
+            records = json.load(stream)
+        self.assertEqual([r["items"] for r in records], [["Build data (DerivedData)"]])
 
     def test_without_a_terminal_it_refuses_and_says_why(self):
         before = tree_of(self.home)
