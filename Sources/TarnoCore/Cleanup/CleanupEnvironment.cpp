@@ -27,6 +27,7 @@ CleanupEnvironment CleanupEnvironment::live() { return live(Platform::homeFolder
 CleanupEnvironment CleanupEnvironment::live(std::string home)
 {
     CleanupEnvironment env = empty(std::move(home));
+    env.folders = Platform::userFolders(env.home);
     // Applications are looked for where a Mac keeps them, which is also how the
     // rules are tried on made-up homes. The folders are read on every call, so
     // an app removed meanwhile is seen as gone. The tools are asked for real, each time.
@@ -68,8 +69,10 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
 
 CleanupEnvironment CleanupEnvironment::empty(std::string home)
 {
+    Platform::UserFolders folders = Platform::userFolders(home, false, {});
     return CleanupEnvironment{
         .home = std::move(home),
+        .folders = std::move(folders),
         .isAppInstalled = [](const std::vector<std::string>&, const std::vector<std::string>&) { return false; },
         .appName = [](const std::string&) -> std::optional<std::string> { return std::nullopt; },
         .installedBundleIDs = [] { return std::vector<std::string>{}; },

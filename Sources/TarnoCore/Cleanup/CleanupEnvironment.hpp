@@ -3,6 +3,7 @@
 #include "TarnoCore/Cleanup/CleanupItem.hpp"
 #include "TarnoCore/Cleanup/Tools/Docker.hpp"
 #include "TarnoCore/Cleanup/Tools/Simulators.hpp"
+#include "TarnoCore/Platform/Locations.hpp"
 
 #include <functional>
 #include <optional>
@@ -14,6 +15,7 @@ namespace tarno {
 // The machine as the catalog sees it. Every callable may be called from any thread.
 struct CleanupEnvironment {
     std::string home; // no trailing slash
+    Platform::UserFolders folders; // the home's cache, config, data, downloads and Trash folders
     std::function<bool(const std::vector<std::string>& names, const std::vector<std::string>& bundleIDs)> isAppInstalled;
     std::function<std::optional<std::string>(const std::string& bundleID)> appName;
     std::function<std::vector<std::string>()> installedBundleIDs;
@@ -30,7 +32,8 @@ struct CleanupEnvironment {
     // This machine, with the catalog looking at another home folder.
     static CleanupEnvironment live(std::string home);
 
-    // A machine with the given home and nothing else: no apps, no tools.
+    // A machine with the given home and nothing else: no apps, no tools; its
+    // folders are the defaults under the home.
     static CleanupEnvironment empty(std::string home);
 };
 

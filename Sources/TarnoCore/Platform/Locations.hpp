@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Where this platform keeps the things the system reads and guards. Tables that
@@ -11,6 +13,36 @@ namespace tarno::Platform {
 // The user's home folder, without a trailing slash: $HOME when it is absolute,
 // else the user database's entry; empty when neither names one.
 std::string homeFolder();
+
+// The base folders of a home where the desktop's programs keep their files.
+// Every Linux location of the catalog is one of these plus a fixed name.
+struct UserFolders {
+    std::string cache;     // ~/.cache
+    std::string config;    // ~/.config
+    std::string data;      // ~/.local/share
+    std::string downloads; // ~/Downloads, or where user-dirs.dirs moved it
+    std::string trash;     // the freedesktop Trash: data + "/Trash"
+
+    bool operator==(const UserFolders&) const = default;
+};
+
+// A variable of the environment, or nothing when it is not set.
+using EnvironmentLookup = std::function<std::optional<std::string>(std::string_view name)>;
+
+// The base folders of `home`. For the running user's own home the XDG
+// variables count (an absolute value moves a folder; an empty or relative one
+// is ignored); for any other home, named with --home, in a test or on the demo
+// machine, they are the defaults under that home, whatever the variables say.
+// The downloads folder comes from XDG_DOWNLOAD_DIR in config + "/user-dirs.dirs"
+// in either case.
+UserFolders userFolders(const std::string& home, bool isOwnHome, const EnvironmentLookup& environment);
+
+// The same for this process: its own home is Platform::homeFolder().
+UserFolders userFolders(const std::string& home);
+
+// XDG_DOWNLOAD_DIR of a user-dirs.dirs text: "$HOME/…" or an absolute path,
+// quoted or not. Nothing when the line is missing or names no absolute folder.
+std::optional<std::string> downloadFolderIn(std::string_view userDirs, const std::string& home);
 
 // The folder of applications installed for every user ("/Applications"), and
 // every folder where applications are looked for, the user's own among them.

@@ -4,6 +4,8 @@
 
 #include <climits>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -37,7 +39,85 @@ std::string homeFromPasswd()
     return found->pw_dir;
 }
 
+std::string_view trimmed(std::string_view text)
+{
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+std::optional<std::string> fileText(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    std::ostringstream text;
+    text << in.rdbuf();
+    return std::move(text).str();
+}
+
+// The variable's value when it names an absolute folder; XDG says to ignore others.
+std::optional<std::string> absoluteVariable(const EnvironmentLookup& environment, std::string_view name)
+{
+    std::optional<std::string> value = environment ? environment(name) : std::nullopt;
+    if (!value || !isAbsolute(value->c_str()))
+        return std::nullopt;
+    return withoutTrailingSlash(*value);
+}
+
 } // namespace
+
+std::optional<std::string> downloadFolderIn(std::string_view userDirs, const std::string& home)
+{
+    std::optional<std::string> found;
+    std::size_t start = 0;
+    while (start < userDirs.size()) {
+        const std::size_t end = std::min(userDirs.find('\n', start), userDirs.size());
+        const std::string_view line = trimmed(userDirs.substr(start, end - start));
+        start = end + 1;
+        const std::size_t equals = line.find('=');
+        if (line.starts_with('#') || equals == std::string_view::npos
+            || trimmed(line.substr(0, equals)) != "XDG_DOWNLOAD_DIR")
+            continue;
+        std::string_view value = trimmed(line.substr(equals + 1));
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+            value = value.substr(1, value.size() - 2);
+        std::string folder;
+        if (value == "$HOME" || value.starts_with("$HOME/"))
+            folder = home + std::string(value.substr(5));
+        else if (value.starts_with('/'))
+            folder = std::string(value);
+        else
+            continue;
+        // The last line wins, as the shell that sources the file would have it.
+        found = withoutTrailingSlash(folder);
+    }
+    return found;
+}
+
+UserFolders userFolders(const std::string& home, bool isOwnHome, const EnvironmentLookup& environment)
+{
+    const EnvironmentLookup none;
+    const EnvironmentLookup& variables = isOwnHome ? environment : none;
+    UserFolders folders;
+    folders.cache = absoluteVariable(variables, "XDG_CACHE_HOME").value_or(home + "/.cache");
+    folders.config = absoluteVariable(variables, "XDG_CONFIG_HOME").value_or(home + "/.config");
+    folders.data = absoluteVariable(variables, "XDG_DATA_HOME").value_or(home + "/.local/share");
+    folders.trash = folders.data + "/Trash";
+    const std::optional<std::string> userDirs = fileText(folders.config + "/user-dirs.dirs");
+    folders.downloads =
+        (userDirs ? downloadFolderIn(*userDirs, home) : std::nullopt).value_or(home + "/Downloads");
+    return folders;
+}
+
+UserFolders userFolders(const std::string& home)
+{
+    return userFolders(home, home == homeFolder(), [](std::string_view name) -> std::optional<std::string> {
+        const char* value = std::getenv(std::string(name).c_str());
+        return value ? std::optional<std::string>(value) : std::nullopt;
+    });
+}
 
 std::string homeFolder()
 {
@@ -77,8 +157,8 @@ std::string privacyProbeFolder(const std::string& home)
 
 std::vector<std::string> globalNpmConfigFiles()
 {
-    // Homebrew's and a manual install's places, then Debian's own npm.
-    return {"/opt/homebrew/etc/npmrc", "/usr/local/etc/npmrc", "/etc/npmrc"};
+    // Homebrew's and a manual install's places, then Debian's npm and a prefix of /usr.
+    return {"/opt/homebrew/etc/npmrc", "/usr/local/etc/npmrc", "/etc/npmrc", "/usr/etc/npmrc"};
 }
 
 std::optional<std::string> rootYarnCache()
