@@ -162,13 +162,22 @@ PathGuard::PathGuard(std::string_view home, std::string_view systemApplications,
     : m_home(resolvedRoot(home))
     , m_systemApplications(resolvedRoot(systemApplications))
     , m_runningApplication(normalize(runningApplication))
+    , m_neverTouch(neverTouchTable.begin(), neverTouchTable.end())
+    , m_personalTrees(personalTreesTable.begin(), personalTreesTable.end())
     , m_keptFolders(keptFoldersTable.begin(), keptFoldersTable.end())
 {
     // The Trash keeps what the user may still want back: it may be emptied,
     // never removed. It is asked for by the home as given, as the cleaner does.
-    const std::string trash = normalize(Platform::trashFolder(std::string(home)));
+    const std::string given(home);
+    const std::string trash = normalize(Platform::trashFolder(given));
     if (const auto relative = below(trash, m_home))
         m_keptFolders.emplace_back(*relative);
+    // The platform's places are named from the home as given, and judged, like
+    // every path, at the home's real place.
+    const Platform::GuardedPlaces places = Platform::guardedPlaces(given, Platform::userFolders(given));
+    m_neverTouch.insert(m_neverTouch.end(), places.neverTouch.begin(), places.neverTouch.end());
+    m_personalTrees.insert(m_personalTrees.end(), places.personalTrees.begin(), places.personalTrees.end());
+    m_keptFolders.insert(m_keptFolders.end(), places.keptFolders.begin(), places.keptFolders.end());
 }
 
 std::string PathGuard::normalize(std::string_view path)
@@ -220,12 +229,12 @@ PathGuard::Verdict PathGuard::checkDelete(std::string_view path) const
             return Allowed{};
         return refused("top-level folder in the home folder");
     }
-    for (const std::string_view entry : neverTouchTable)
+    for (const std::string& entry : m_neverTouch)
         if (wideTest(*rel, entry))
-            return refused("protected folder " + std::string(entry));
-    for (const std::string_view entry : personalTreesTable)
+            return refused("protected folder " + entry);
+    for (const std::string& entry : m_personalTrees)
         if (wideTest(*rel, entry))
-            return refused("protected folder " + std::string(entry));
+            return refused("protected folder " + entry);
     for (const std::string& entry : m_keptFolders)
         if (narrowTest(*rel, entry))
             return refused("would remove " + entry + " itself");
@@ -242,12 +251,12 @@ PathGuard::Verdict PathGuard::checkTrash(std::string_view path) const
     // A top-level file may go to the Trash; a top-level folder may not.
     if (rel->find('/') == std::string_view::npos && isFolderFollowingLinks(p))
         return refused("top-level folder in the home folder");
-    for (const std::string_view entry : neverTouchTable)
+    for (const std::string& entry : m_neverTouch)
         if (wideTest(*rel, entry))
-            return refused("protected folder " + std::string(entry));
-    for (const std::string_view entry : personalTreesTable)
+            return refused("protected folder " + entry);
+    for (const std::string& entry : m_personalTrees)
         if (narrowTest(*rel, entry))
-            return refused("would remove " + std::string(entry) + " itself");
+            return refused("would remove " + entry + " itself");
     for (const std::string& entry : m_keptFolders)
         if (narrowTest(*rel, entry))
             return refused("would remove " + entry + " itself");

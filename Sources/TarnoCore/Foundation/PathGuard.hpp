@@ -50,13 +50,18 @@ public:
     static std::span<const std::string_view> keptFolders();
     static std::span<const std::string_view> removableTopLevel();
 
-    // keptFolders, then the Trash folder's home-relative path when it has one.
+    // The fixed tables with this platform's places added (Platform::guardedPlaces);
+    // the kept folders hold the Trash folder's home-relative path when it has one.
+    const std::vector<std::string>& neverTouchEntries() const { return m_neverTouch; }
+    const std::vector<std::string>& personalTreeEntries() const { return m_personalTrees; }
     const std::vector<std::string>& keptFolderEntries() const { return m_keptFolders; }
 
 private:
     std::string m_home;
     std::string m_systemApplications;
     std::string m_runningApplication;
+    std::vector<std::string> m_neverTouch;
+    std::vector<std::string> m_personalTrees;
     std::vector<std::string> m_keptFolders;
 };
 

@@ -44,6 +44,18 @@ UserFolders userFolders(const std::string& home);
 // quoted or not. Nothing when the line is missing or names no absolute folder.
 std::optional<std::string> downloadFolderIn(std::string_view userDirs, const std::string& home);
 
+// What the path guard protects on this platform besides its fixed tables,
+// each relative to the home; places outside the home are left out, as
+// nothing there passes the guard anyway.
+struct GuardedPlaces {
+    std::vector<std::string> neverTouch;    // keys and passwords: not even what is inside
+    std::vector<std::string> personalTrees; // the user's own files
+    std::vector<std::string> keptFolders;   // may be emptied, never removed whole
+
+    bool operator==(const GuardedPlaces&) const = default;
+};
+GuardedPlaces guardedPlaces(const std::string& home, const UserFolders& folders);
+
 // The folder of applications installed for every user ("/Applications"), and
 // every folder where applications are looked for, the user's own among them.
 std::string systemApplicationsFolder();

@@ -45,8 +45,8 @@ protected:
     {
         // A canary in every folder the guard protects or keeps, and outside the home.
         const auto addCanaryIn = [this](std::string_view in) { addCanary("home/" + std::string(in) + "/canary.txt"); };
-        std::ranges::for_each(PathGuard::neverTouch(), addCanaryIn);
-        std::ranges::for_each(PathGuard::personalTrees(), addCanaryIn);
+        std::ranges::for_each(guardian.neverTouchEntries(), addCanaryIn);
+        std::ranges::for_each(guardian.personalTreeEntries(), addCanaryIn);
         std::ranges::for_each(guardian.keptFolderEntries(), addCanaryIn);
         for (const char* file : {"outside/canary.txt", "home/notes.txt", "home/sneaky", "home/Documents/sub/deep.txt"})
             addCanary(file);

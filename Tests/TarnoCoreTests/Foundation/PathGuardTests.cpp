@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include <unistd.h>
@@ -94,10 +96,6 @@ TEST_F(PathGuardTest, JudgesPathsByTheTables)
         {".Trash/old.txt", allowed},
         {".gradle/wrapper", "refused: would remove .gradle/wrapper itself"},
         {".gradle/wrapper/dists", allowed},
-        // This platform's Trash is kept too.
-        {".local/share/Trash", "refused: would remove .local/share/Trash itself"},
-        {".local/share", "refused: would remove .local/share/Trash itself"},
-        {".local/share/Trash/files/old.txt", allowed},
     };
     const PathGuard guardian = guard();
     for (const Case& c : cases) {
@@ -199,17 +197,15 @@ TEST_F(PathGuardTest, JudgesPathsAndHomesThroughLinksWhereTheyLead)
 
 TEST_F(PathGuardTest, KeepsThisPlatformsTrashWhereverItIs)
 {
-    const auto fixed = PathGuard::keptFolders();
     {
         ScopedEnvironment unset("XDG_DATA_HOME", std::nullopt);
         const PathGuard guardian(home(), root / "Applications", "");
-        ASSERT_EQ(guardian.keptFolderEntries().size(), fixed.size() + 1);
-        EXPECT_EQ(guardian.keptFolderEntries().back(), ".local/share/Trash");
+        EXPECT_TRUE(std::ranges::count(guardian.keptFolderEntries(), ".local/share/Trash"));
     }
     {
         ScopedEnvironment elsewhere("XDG_DATA_HOME", home() + "/data");
         const PathGuard guardian(home(), root / "Applications", "");
-        EXPECT_EQ(guardian.keptFolderEntries().back(), "data/Trash");
+        EXPECT_TRUE(std::ranges::count(guardian.keptFolderEntries(), "data/Trash"));
         EXPECT_EQ(deleting(guardian, home() + "/data/Trash"), "refused: would remove data/Trash itself");
         EXPECT_EQ(deleting(guardian, home() + "/data/Trash/files/x"), allowed);
     }
@@ -217,7 +213,55 @@ TEST_F(PathGuardTest, KeepsThisPlatformsTrashWhereverItIs)
         // A Trash outside the home adds nothing: nothing there passes anyway.
         ScopedEnvironment shared("XDG_DATA_HOME", root / "shared");
         const PathGuard guardian(home(), root / "Applications", "");
-        EXPECT_EQ(guardian.keptFolderEntries().size(), fixed.size());
+        EXPECT_TRUE(std::ranges::none_of(guardian.keptFolderEntries(),
+                                         [](const std::string& entry) { return entry.find("shared") != entry.npos; }));
+    }
+}
+
+TEST_F(PathGuardTest, KnowsWhatALinuxHomeMustNeverLoseWhole)
+{
+    root.makeFolder("home/.config");
+    std::ofstream(root.makeFile("home/.config/user-dirs.dirs")) << "XDG_DOWNLOAD_DIR=\"$HOME/Incoming\"\n";
+    root.makeFile("home/Incoming/tool.deb", 10);
+    root.makeFile("home/.local/share/Trash/files/old.txt", 10);
+    const PathGuard guardian = guard();
+    const std::string h = home();
+    struct Case {
+        std::string path;
+        const char* whenDeleted;
+        const char* whenTrashed;
+    };
+    const Case cases[] = {
+        {h + "/.config", topLevel, topLevel},
+        {h + "/.config/Code", allowed, allowed},
+        // Holding the keyrings, it is judged by them first.
+        {h + "/.local/share", "refused: protected folder .local/share/keyrings",
+         "refused: protected folder .local/share/keyrings"},
+        {h + "/.local/share/Trash", "refused: would remove .local/share/Trash itself",
+         "refused: would remove .local/share/Trash itself"},
+        {h + "/.local/share/Steam", allowed, allowed},
+        {h + "/.local/share/keyrings/login.keyring", "refused: protected folder .local/share/keyrings",
+         "refused: protected folder .local/share/keyrings"},
+        {h + "/.pki/nssdb", "refused: protected folder .pki", "refused: protected folder .pki"},
+        {h + "/.docker/config.json", "refused: protected folder .docker/config.json",
+         "refused: protected folder .docker/config.json"},
+        {h + "/.var/app", "refused: would remove .var/app itself", "refused: would remove .var/app itself"},
+        {h + "/.var/app/org.gnome.Maps", allowed, allowed},
+        {h + "/.cache", topLevel, "refused: would remove .cache itself"},
+        {h + "/.cache/pip", allowed, allowed},
+        {h + "/.local/share/Trash/files", "refused: would remove .local/share/Trash/files itself",
+         "refused: would remove .local/share/Trash/files itself"},
+        {h + "/.local/share/Trash/info", "refused: would remove .local/share/Trash/info itself",
+         "refused: would remove .local/share/Trash/info itself"},
+        {h + "/.local/share/Trash/files/old.txt", allowed, allowed},
+        {h + "/Videos/holiday.mp4", "refused: protected folder Videos", allowed},
+        // The downloads folder that user-dirs.dirs names is the user's own, as ~/Downloads is.
+        {h + "/Incoming/tool.deb", "refused: protected folder Incoming", allowed},
+        {h + "/Incoming", topLevel, topLevel},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(deleting(guardian, c.path), c.whenDeleted) << c.path;
+        EXPECT_EQ(trashing(guardian, c.path), c.whenTrashed) << c.path;
     }
 }
 

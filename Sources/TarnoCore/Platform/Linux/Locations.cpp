@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Platform/Locations.hpp"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -117,6 +118,33 @@ UserFolders userFolders(const std::string& home)
         const char* value = std::getenv(std::string(name).c_str());
         return value ? std::optional<std::string>(value) : std::nullopt;
     });
+}
+
+GuardedPlaces guardedPlaces(const std::string& home, const UserFolders& folders)
+{
+    GuardedPlaces places{
+        // The desktop's keyring, the browsers' certificate store, pass(1)'s
+        // store and Docker's registry logins.
+        .neverTouch = {".local/share/keyrings", ".pki", ".password-store", ".docker/config.json"},
+        .personalTrees = {"Videos", "Templates"},
+        // The base folders hold every program's settings and data; the Trash's
+        // two halves must stay for other Trash readers; Flatpak apps keep
+        // everything they have in .var/app.
+        .keptFolders = {".config", ".local/share", ".local/state", ".var/app"},
+    };
+    const auto addInside = [&home](std::vector<std::string>& list, const std::string& path) {
+        if (path.size() <= home.size() + 1 || !path.starts_with(home) || path[home.size()] != '/')
+            return;
+        std::string relative = path.substr(home.size() + 1);
+        if (std::find(list.begin(), list.end(), relative) == list.end())
+            list.push_back(std::move(relative));
+    };
+    addInside(places.neverTouch, folders.data + "/keyrings");
+    addInside(places.personalTrees, folders.downloads);
+    for (const std::string& kept : {folders.cache, folders.config, folders.data, folders.trash + "/files",
+                                    folders.trash + "/info"})
+        addInside(places.keptFolders, kept);
+    return places;
 }
 
 std::string homeFolder()
