@@ -58,7 +58,16 @@ int runCatalog(const std::vector<std::string>& arguments)
     if (!parsed)
         return usageErrorStatus;
 
-    const std::vector<CleanupItem> items = CleanupCatalog::items(environmentFor(*parsed));
+    std::optional<CleanupCategory> category;
+    if (const std::optional<std::string> name = parsed->option("--category")) {
+        category = cleanupCategory(*name);
+        if (!category)
+            return reportUsageError(fmt::format("no category is named '{}'", *name), catalogSyntax);
+    }
+
+    std::vector<CleanupItem> items = CleanupCatalog::items(environmentFor(*parsed));
+    if (category)
+        std::erase_if(items, [&category](const CleanupItem& item) { return item.category != *category; });
     std::vector<SizeResult> sizes;
     if (parsed->has("--measure"))
         sizes = ItemMeasurer::measureAll(items);

@@ -37,6 +37,9 @@ const CommandSyntax catalogSyntax{
     .description = "Every item the cleanup catalog offers for the home folder: id, title, category, safety, "
                    "action and paths.",
     .options = {homeOption("looks at DIR instead of your home folder"),
+                OptionSyntax{"--category", "NAME", "only the items of this category (xcode, android, javascript, "
+                                                   "flutter, docker, developerTools, apps, personalData, "
+                                                   "leftovers, downloads or trash)"},
                 OptionSyntax{"--measure", "", "measures each item's size"},
                 jsonOption("prints the items as a JSON array")},
     .needsOperands = false,

@@ -190,6 +190,8 @@ class UsageTests(unittest.TestCase):
             ["catalog", "--home"],
             ["catalog", "extra"],
             ["catalog", "--verbose"],
+            ["catalog", "--category", "Xcode"],
+            ["catalog", "--category"],
             ["scan", "--json"],
             ["guard"],
             ["guard", "delete"],
@@ -421,6 +423,18 @@ class CatalogTests(unittest.TestCase):
                 completed = run("catalog", "--home", self.home + "/", *arguments)
                 self.assertEqual(completed.returncode, 0, completed.stderr)
                 self.assertEqual(json.loads(completed.stdout), [])
+
+    def test_category_keeps_only_that_categorys_items(self):
+        write_file(os.path.join(self.home, "Library", "Developer", "Xcode", "DerivedData", "App", "a.o"), 10)
+        write_file(os.path.join(self.home, ".gradle", "caches", "x.jar"), 10)
+        everything = json.loads(run("catalog", "--json", "--home", self.home).stdout)
+        for category in ("xcode", "android", "trash"):
+            with self.subTest(category=category):
+                completed = run("catalog", "--json", "--category", category, "--home", self.home)
+                self.assertEqual(completed.returncode, 0, completed.stderr)
+                self.assertEqual(json.loads(completed.stdout),
+                                 [item for item in everything if item["category"] == category])
+        self.assertEqual({item["category"] for item in everything}, {"xcode", "android"})
 
     def test_scan_of_an_empty_home_has_nothing_to_clean(self):
         expected = "Nothing to clean\nTarno found no caches or leftovers worth removing.\n"
