@@ -83,6 +83,10 @@ std::vector<Offer> cleanupOffers()
               "Every project needs \"flutter pub get\" again, and globally activated tools may need reactivating.",
               Safety::review, Action::Delete{{inHome(".pub-cache/hosted"), inHome(".pub-cache/git")}}),
          2'256 * megabytes},
+        {item("flutter.sdk.~/fvm/versions/3.19.0", "Flutter 3.19.0 SDK in ~/fvm/versions/3.19.0",
+              CleanupCategory::flutter, "fvm installs it again with \"fvm install 3.19.0\" if a project asks for it.",
+              Safety::review, Action::Delete{{inHome("fvm/versions/3.19.0")}}),
+         1'561 * megabytes},
         {item("pip.cache", "pip cache", CleanupCategory::developerTools, packagePrompt, Safety::safe,
               Action::Delete{{inHome(".cache/pip")}}),
          934 * megabytes},
@@ -101,12 +105,33 @@ std::vector<Offer> cleanupOffers()
                                    Action::Delete{{"/var/cache/apt/archives/code_1.95.3-1731513102_amd64.deb",
                                                    "/var/cache/apt/archives/google-chrome-stable_131.0_amd64.deb"}})),
          287 * megabytes},
+        {item("ide.IntelliJIdea2024.1", "IntelliJ IDEA 2024.1 settings and logs", CleanupCategory::developerTools,
+              "Left behind by an update; the newer version copied what it needed. If you still run this version, it "
+              "starts fresh.",
+              Safety::review,
+              Action::Delete{{inHome(".config/JetBrains/IntelliJIdea2024.1"),
+                              inHome(".local/share/JetBrains/IntelliJIdea2024.1")}}),
+         846 * megabytes},
+        {item("claude.sessions", "Claude Code conversations older than a month (23)", CleanupCategory::apps,
+              "They can no longer be resumed or searched.", Safety::review,
+              Action::Delete{{inHome(".claude/projects/-home-alex-pocket-app/0b7e4c1a.jsonl"),
+                              inHome(".claude/projects/-home-alex-pocket-app/0b7e4c1a"),
+                              inHome(".claude/projects/-home-alex-web-shop/9d13f2e8.jsonl")}}),
+         164 * megabytes},
         {item("cache.google-chrome", "Google Chrome cache", CleanupCategory::apps, "The app rebuilds it as needed.",
               Safety::safe, Action::Delete{{inHome(".cache/google-chrome")}}),
          1'476 * megabytes},
         {item("cache.spotify", "Spotify cache", CleanupCategory::apps, "The app rebuilds it as needed.", Safety::safe,
               Action::Delete{{inHome(".cache/spotify")}}),
          2'904 * megabytes},
+        {item("leftover.Cursor", "Cursor extensions and settings", CleanupCategory::leftovers,
+              "Cursor is not installed. Reinstalling it later starts with a clean slate.", Safety::review,
+              Action::Delete{{inHome(".cursor"), inHome(".config/Cursor")}}),
+         1'093 * megabytes},
+        {item("leftover.app.com.slack.Slack", "Slack settings and data", CleanupCategory::leftovers,
+              "com.slack.Slack is not installed. Reinstalling it later starts with a clean slate.", Safety::review,
+              Action::Trash{{inHome(".var/app/com.slack.Slack")}}),
+         612 * megabytes},
         {item("download.ubuntu-24.04.1-desktop-amd64.iso", "ubuntu-24.04.1-desktop-amd64.iso", CleanupCategory::downloads,
               "Moved to the Trash, so you can still put it back.", Safety::review,
               Action::Trash{{inHome("Downloads/ubuntu-24.04.1-desktop-amd64.iso")}}),
@@ -121,6 +146,8 @@ std::vector<Offer> cleanupOffers()
             offer.item.minimumBytesToShow = 5 * megabytes;
         else if (offer.item.id.starts_with("download."))
             offer.item.minimumBytesToShow = 20 * megabytes;
+        else if (offer.item.id.starts_with("ide.") || offer.item.id.starts_with("leftover.app."))
+            offer.item.minimumBytesToShow = 1 * megabytes;
     }
     return offers;
 }
