@@ -53,24 +53,32 @@ bool avdSystemImageExists(const std::string& avd, const std::string& home)
         return true;
     for (const std::string_view line : nonEmptyLines(*configuration)) {
         const std::vector<std::string_view> parts = keyAndValue(line);
-        if (parts.size() == 2 && parts[0] == "image.sysdir.1")
-            return existsFollowingLinks(home + "/Library/Android/sdk/" + std::string(parts[1]));
+        if (parts.size() == 2 && parts[0] == "image.sysdir.1") {
+            // The SDK's place on a Mac, then Android Studio's default on Linux.
+            const std::string image(parts[1]);
+            return existsFollowingLinks(home + "/Library/Android/sdk/" + image)
+                || existsFollowingLinks(home + "/Android/Sdk/" + image);
+        }
     }
     return true;
 }
 
 void android(Builder& builder)
 {
-    const std::string& home = builder.env().home;
+    const CleanupEnvironment& env = builder.env();
+    const std::string& home = env.home;
+    const auto isStudio = [](std::string_view name) { return name.starts_with("AndroidStudio"); };
+    std::vector<std::string> studioCaches = Builder::children(home + "/Library/Caches/Google", isStudio);
+    for (std::string& linuxCache : Builder::children(env.folders.cache + "/Google", isStudio))
+        studioCaches.push_back(std::move(linuxCache));
+
     builder.add("gradle.caches", "Gradle caches and downloaded Gradle versions", CleanupCategory::android,
                 "The next Gradle build downloads its dependencies again.", Safety::safe,
                 CleanupAction::Delete{
                     {home + "/.gradle/caches", home + "/.gradle/wrapper/dists", home + "/.gradle/daemon"}});
     builder.add("android.studioCaches", "Android Studio caches", CleanupCategory::android,
                 "Android Studio re-indexes each project the next time you open it.", Safety::safe,
-                CleanupAction::Delete{Builder::children(home + "/Library/Caches/Google", [](std::string_view name) {
-                    return name.starts_with("AndroidStudio");
-                })});
+                CleanupAction::Delete{std::move(studioCaches)});
     addEmulators(builder);
 }
 

@@ -16,7 +16,7 @@ void xcode(CleanupCatalog::Builder& builder);
 void android(CleanupCatalog::Builder& builder);
 
 // Whether the system image that the emulator folder's config.ini names is
-// installed in the home's Android SDK. A configuration that cannot be read, or
+// installed in the home's Android SDK (Library/Android/sdk or Android/Sdk). A configuration that cannot be read, or
 // names no image, counts as an image that exists.
 bool avdSystemImageExists(const std::string& avd, const std::string& home);
 

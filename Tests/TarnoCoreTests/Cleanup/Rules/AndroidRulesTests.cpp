@@ -42,6 +42,9 @@ TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
     const std::string studioOld = home.makeFolder("Library/Caches/Google/AndroidStudio2023.3");
     home.makeFolder("Library/Caches/Google/Chrome");
     home.makeFolder("Library/Caches/Google/androidstudio-lowercase");
+    // Linux keeps them in the cache folder, after the Mac's in the item.
+    const std::string linuxStudio = home.makeFolder(".cache/Google/AndroidStudio2024.2");
+    home.makeFolder(".cache/Google/Chrome");
 
     const auto items = androidItems(home.path());
     ASSERT_EQ(items.size(), 2U);
@@ -51,7 +54,7 @@ TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
                                      false, 1, std::nullopt}));
     EXPECT_EQ(items[1], (CleanupItem{"android.studioCaches", "Android Studio caches", CleanupCategory::android,
                                      "Android Studio re-indexes each project the next time you open it.", Safety::safe,
-                                     CleanupAction::Delete{{studioOld, studio}}, false, 1, std::nullopt}));
+                                     CleanupAction::Delete{{studioOld, studio, linuxStudio}}, false, 1, std::nullopt}));
 }
 
 TEST(AndroidRulesTests, EachEmulatorFolderIsOfferedWithItsIniForReview)
@@ -102,6 +105,11 @@ TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
     home.makeFolder("Library/Android/sdk/system-images/odd=name");
     EXPECT_TRUE(existsWith("image.sysdir.1=system-images/odd=name")) << "only the first '=' splits";
     EXPECT_TRUE(existsWith("image.sysdir.1 = system-images/gone/\xff\n")) << "not UTF-8: unreadable";
+
+    // Linux's SDK place counts as well as the Mac's.
+    home.makeFolder("Android/Sdk/system-images/android-35/google_apis/x86_64");
+    EXPECT_TRUE(existsWith("image.sysdir.1=system-images/android-35/google_apis/x86_64/"));
+    EXPECT_FALSE(existsWith("image.sysdir.1=system-images/android-35/default/x86_64/"));
 
     // A folder that is not there reads as no configuration at all.
     EXPECT_TRUE(RuleFamilies::avdSystemImageExists(home / "missing.avd", home.path()));
