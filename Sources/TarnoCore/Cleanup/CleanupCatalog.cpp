@@ -171,6 +171,8 @@ std::vector<CleanupItem> items(const CleanupEnvironment& env)
     // what no other rule covers).
     RuleFamilies::xcode(builder);
     RuleFamilies::android(builder);
+    RuleFamilies::javascript(builder);
+    RuleFamilies::flutter(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;

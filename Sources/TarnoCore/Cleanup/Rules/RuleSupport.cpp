@@ -111,6 +111,16 @@ std::vector<std::string_view> keyAndValue(std::string_view line)
     return parts;
 }
 
+std::string replacingAll(std::string text, std::string_view target, std::string_view replacement)
+{
+    if (target.empty())
+        return text;
+    for (std::size_t at = text.find(target); at != std::string::npos;
+         at = text.find(target, at + replacement.size()))
+        text.replace(at, target.size(), replacement);
+    return text;
+}
+
 bool existsFollowingLinks(const std::string& path)
 {
     struct stat status {};

@@ -23,6 +23,9 @@ std::string_view trimmedOfBlanks(std::string_view text);
 // (so "=a=b" splits as "a" and "b"), each trimmed of blanks and tabs.
 std::vector<std::string_view> keyAndValue(std::string_view line);
 
+// The text with every occurrence of `target` replaced, left to right.
+std::string replacingAll(std::string text, std::string_view target, std::string_view replacement);
+
 // Whether something is at the path, following links as a user's tools would.
 bool existsFollowingLinks(const std::string& path);
 
