@@ -173,6 +173,9 @@ std::vector<CleanupItem> items(const CleanupEnvironment& env)
     RuleFamilies::android(builder);
     RuleFamilies::javascript(builder);
     RuleFamilies::flutter(builder);
+    RuleFamilies::developerTools(builder);
+    RuleFamilies::oldSettings(builder);
+    RuleFamilies::assistants(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;

@@ -51,9 +51,10 @@ std::vector<std::string> sdkCandidates(const CleanupEnvironment& env)
     const std::optional<std::string> defaultTarget = linkTarget(home + "/fvm/default");
     const std::optional<std::string> defaultVersion =
         defaultTarget ? std::optional<std::string>(lastPathComponent(*defaultTarget)) : std::nullopt;
-    std::vector<std::string> candidates = CleanupCatalog::Builder::children(
+    std::vector<std::string> candidates = RuleSupport::childrenOfRealFolder(
         home + "/fvm/versions", [&defaultVersion](std::string_view name) { return name != defaultVersion; });
-    for (const char* place : {"/development/flutter", "/Developer/flutter", "/dev/flutter", "/snap/flutter/common/flutter"})
+    for (const char* place :
+         {"/development/flutter", "/Developer/flutter", "/dev/flutter", "/snap/flutter/common/flutter"})
         candidates.push_back(home + place);
     return candidates;
 }

@@ -40,4 +40,24 @@ void flutter(CleanupCatalog::Builder& builder);
 // framework version that bin/cache/flutter.version.json records.
 std::optional<std::string> flutterVersion(const std::string& sdk);
 
+// Homebrew's, JetBrains', pip's, Go's, Cargo's, KraftKit's, Docker Scout's
+// and Maven's caches, and the packages apt downloaded.
+void developerTools(CleanupCatalog::Builder& builder);
+
+// The settings and logs that an IDE left behind when it updated itself.
+void oldSettings(CleanupCatalog::Builder& builder);
+
+// A settings folder's name as a product and a version: "PyCharm2024.1-backup"
+// gives ("PyCharm", [2024, 1]). A name without a product or a number gives nothing.
+struct IdeVersion {
+    std::string product;
+    std::vector<std::int64_t> version;
+
+    bool operator==(const IdeVersion&) const = default;
+};
+std::optional<IdeVersion> ideVersion(const std::string& folder);
+
+// Claude Code's conversations not touched for 30 days, and Chrome's on-device model.
+void assistants(CleanupCatalog::Builder& builder);
+
 } // namespace tarno::RuleFamilies

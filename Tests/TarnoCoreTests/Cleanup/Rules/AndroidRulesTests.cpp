@@ -115,13 +115,21 @@ TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
     EXPECT_TRUE(RuleFamilies::avdSystemImageExists(home / "missing.avd", home.path()));
 }
 
-TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
+TEST(AndroidRulesTests, TheCatalogRunsTheFamiliesInTheirFixedOrderAndListsByCategory)
 {
     test::TemporaryFolder home;
     home.makeFolder(".android/avd/Pixel_8.avd");
     home.makeFolder(".gradle/caches");
     home.makeFolder("Library/Developer/Xcode/Archives");
     home.makeFolder("Library/Developer/Xcode/DerivedData");
+    home.makeFolder(".npm/_cacache");
+    home.makeFolder(".cache/yarn");
+    home.makeFolder(".dartServer");
+    home.makeFolder(".cache/pip");
+    home.makeFolder(".docker/scout");
+    home.makeFolder(".config/JetBrains/GoLand2024.1");
+    home.makeFolder(".config/JetBrains/GoLand2024.2");
+    home.makeFolder(".config/google-chrome/OptGuideOnDeviceModel");
     const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
 
     const auto ids = [&env] {
@@ -130,7 +138,11 @@ TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
             found.push_back(item.id);
         return found;
     };
-    EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8"}));
+    // Category by category: docker.scout of the developer tools lists under
+    // Docker, before them; Chrome's model lists under Apps, after them.
+    EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8", "npm.cache",
+                            "yarn.cache", "dart.analysis", "docker.scout", "pip.cache", "ide.GoLand2024.1",
+                            "chrome.onDeviceModel"}));
     EXPECT_EQ(ids(), ids()) << "an unchanged disk gives the same items";
 }
 
