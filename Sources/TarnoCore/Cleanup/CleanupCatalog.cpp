@@ -171,6 +171,11 @@ std::vector<CleanupItem> items(const CleanupEnvironment& env)
     // what no other rule covers).
     RuleFamilies::xcode(builder);
     RuleFamilies::android(builder);
+    RuleFamilies::javascript(builder);
+    RuleFamilies::flutter(builder);
+    RuleFamilies::developerTools(builder);
+    RuleFamilies::oldSettings(builder);
+    RuleFamilies::assistants(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;

@@ -55,6 +55,7 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
     env.simulators = [] { return Simulators::list(); };
     env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
     env.rootYarnCache = Platform::rootYarnCache();
+    env.aptArchives = Platform::aptArchivesFolder();
     env.docker = [home = env.home](const std::function<bool()>& isCancelled) {
         return Docker::status(Docker::cliCandidates(home), isCancelled);
     };
@@ -79,8 +80,10 @@ CleanupEnvironment CleanupEnvironment::empty(std::string home)
         .simulators = [] { return std::vector<SimulatorDevice>{}; },
         .globalNpmConfigFiles = {},
         .rootYarnCache = std::nullopt,
+        .aptArchives = std::nullopt,
         .docker = [](const std::function<bool()>&) { return DockerStatus::notInstalled(); },
         .toolItems = [](const std::function<bool()>&) { return std::vector<CleanupItem>{}; },
+        .now = [] { return std::chrono::system_clock::now(); },
     };
 }
 

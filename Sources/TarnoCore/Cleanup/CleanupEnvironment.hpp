@@ -5,6 +5,7 @@
 #include "TarnoCore/Cleanup/Tools/Simulators.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -22,9 +23,12 @@ struct CleanupEnvironment {
     std::function<std::vector<SimulatorDevice>()> simulators;
     std::vector<std::string> globalNpmConfigFiles;
     std::optional<std::string> rootYarnCache;
+    std::optional<std::string> aptArchives; // the package manager's downloads, outside the home
     // The tools are asked by running them: slow, so they can be stopped.
     std::function<DockerStatus(const std::function<bool()>& isCancelled)> docker;
     std::function<std::vector<CleanupItem>(const std::function<bool()>& isCancelled)> toolItems;
+    // What a rule that goes by age takes as the present.
+    std::function<std::chrono::system_clock::time_point()> now;
 
     // This machine.
     static CleanupEnvironment live();
@@ -32,8 +36,9 @@ struct CleanupEnvironment {
     // This machine, with the catalog looking at another home folder.
     static CleanupEnvironment live(std::string home);
 
-    // A machine with the given home and nothing else: no apps, no tools; its
-    // folders are the defaults under the home.
+    // A machine with the given home and nothing else: no apps, no tools, no
+    // folders outside the home; its folders are the defaults under the home,
+    // and its clock is the real one.
     static CleanupEnvironment empty(std::string home);
 };
 

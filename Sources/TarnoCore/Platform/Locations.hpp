@@ -81,4 +81,8 @@ std::vector<std::string> globalNpmConfigFiles();
 // Where Yarn keeps its cache when it runs as root.
 std::optional<std::string> rootYarnCache();
 
+// Where the system's package manager keeps the packages it downloaded;
+// nothing on a platform without one.
+std::optional<std::string> aptArchivesFolder();
+
 } // namespace tarno::Platform

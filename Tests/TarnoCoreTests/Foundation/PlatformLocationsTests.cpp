@@ -138,6 +138,7 @@ TEST(PlatformLocationsTests, TheFixedPlacesOfThisPlatform)
     EXPECT_EQ(Platform::globalNpmConfigFiles(),
               (std::vector<std::string>{"/opt/homebrew/etc/npmrc", "/usr/local/etc/npmrc", "/etc/npmrc", "/usr/etc/npmrc"}));
     EXPECT_EQ(Platform::rootYarnCache(), std::optional<std::string>("/usr/local/share/.cache/yarn"));
+    EXPECT_EQ(Platform::aptArchivesFolder(), std::optional<std::string>("/var/cache/apt/archives"));
 }
 
 } // namespace

@@ -1,125 +1,21 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <optional>
-#include <sstream>
+#include "TarnoCore/Cleanup/Rules/RuleSupport.hpp"
 
-#include <sys/stat.h>
+#include <algorithm>
+#include <optional>
 
 namespace tarno::RuleFamilies {
 
 namespace {
 
 using CleanupCatalog::Builder;
+using RuleSupport::existsFollowingLinks;
+using RuleSupport::keyAndValue;
+using RuleSupport::nonEmptyLines;
+using RuleSupport::readUtf8;
 
 constexpr std::string_view avdExtension = ".avd";
-
-bool isValidUtf8(std::string_view text)
-{
-    std::size_t index = 0;
-    while (index < text.size()) {
-        const auto lead = static_cast<unsigned char>(text[index]);
-        std::size_t length = 0;
-        char32_t value = 0;
-        if (lead < 0x80) {
-            ++index;
-            continue;
-        } else if (lead >= 0xC2 && lead <= 0xDF) {
-            length = 2;
-            value = lead & 0x1F;
-        } else if (lead >= 0xE0 && lead <= 0xEF) {
-            length = 3;
-            value = lead & 0x0F;
-        } else if (lead >= 0xF0 && lead <= 0xF4) {
-            length = 4;
-            value = lead & 0x07;
-        } else {
-            return false;
-        }
-        if (index + length > text.size())
-            return false;
-        for (std::size_t next = 1; next < length; ++next) {
-            const auto continuation = static_cast<unsigned char>(text[index + next]);
-            if ((continuation & 0xC0) != 0x80)
-                return false;
-            value = (value << 6) | (continuation & 0x3F);
-        }
-        // Overlong forms, surrogates and values past Unicode's end.
-        if ((length == 3 && value < 0x800) || (length == 4 && (value < 0x10000 || value > 0x10FFFF))
-            || (value >= 0xD800 && value <= 0xDFFF))
-            return false;
-        index += length;
-    }
-    return true;
-}
-
-std::optional<std::string> readUtf8(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return std::nullopt;
-    std::ostringstream contents;
-    contents << in.rdbuf();
-    if (in.bad())
-        return std::nullopt;
-    std::string text = std::move(contents).str();
-    if (!isValidUtf8(text))
-        return std::nullopt;
-    return text;
-}
-
-std::vector<std::string_view> nonEmptyLines(std::string_view text)
-{
-    std::vector<std::string_view> lines;
-    std::size_t start = 0;
-    while (start <= text.size()) {
-        const std::size_t end = std::min(text.find_first_of("\r\n", start), text.size());
-        if (end > start)
-            lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return lines;
-}
-
-std::string_view trimmedOfBlanks(std::string_view part)
-{
-    const std::size_t first = part.find_first_not_of(" \t");
-    if (first == std::string_view::npos)
-        return {};
-    return part.substr(first, part.find_last_not_of(" \t") - first + 1);
-}
-
-// The line's non-empty parts around its first "=" that has text before it
-// (so "=a=b" splits as "a" and "b"), each trimmed of blanks and tabs.
-std::vector<std::string_view> keyAndValue(std::string_view line)
-{
-    std::vector<std::string_view> parts;
-    std::size_t start = 0;
-    for (std::size_t index = 0; index < line.size(); ++index) {
-        if (line[index] != '=')
-            continue;
-        if (index > start) {
-            parts.push_back(line.substr(start, index - start));
-            start = index + 1;
-            break;
-        }
-        start = index + 1;
-    }
-    if (start < line.size())
-        parts.push_back(line.substr(start));
-    for (std::string_view& part : parts)
-        part = trimmedOfBlanks(part);
-    return parts;
-}
-
-// Whether something is at the path, following links as a user's tools would.
-bool existsFollowingLinks(const std::string& path)
-{
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
-}
 
 std::string withBlanksForUnderscores(std::string name)
 {
@@ -157,24 +53,32 @@ bool avdSystemImageExists(const std::string& avd, const std::string& home)
         return true;
     for (const std::string_view line : nonEmptyLines(*configuration)) {
         const std::vector<std::string_view> parts = keyAndValue(line);
-        if (parts.size() == 2 && parts[0] == "image.sysdir.1")
-            return existsFollowingLinks(home + "/Library/Android/sdk/" + std::string(parts[1]));
+        if (parts.size() == 2 && parts[0] == "image.sysdir.1") {
+            // The SDK's place on a Mac, then Android Studio's default on Linux.
+            const std::string image(parts[1]);
+            return existsFollowingLinks(home + "/Library/Android/sdk/" + image)
+                || existsFollowingLinks(home + "/Android/Sdk/" + image);
+        }
     }
     return true;
 }
 
 void android(Builder& builder)
 {
-    const std::string& home = builder.env().home;
+    const CleanupEnvironment& env = builder.env();
+    const std::string& home = env.home;
+    const auto isStudio = [](std::string_view name) { return name.starts_with("AndroidStudio"); };
+    std::vector<std::string> studioCaches = Builder::children(home + "/Library/Caches/Google", isStudio);
+    for (std::string& linuxCache : Builder::children(env.folders.cache + "/Google", isStudio))
+        studioCaches.push_back(std::move(linuxCache));
+
     builder.add("gradle.caches", "Gradle caches and downloaded Gradle versions", CleanupCategory::android,
                 "The next Gradle build downloads its dependencies again.", Safety::safe,
                 CleanupAction::Delete{
                     {home + "/.gradle/caches", home + "/.gradle/wrapper/dists", home + "/.gradle/daemon"}});
     builder.add("android.studioCaches", "Android Studio caches", CleanupCategory::android,
                 "Android Studio re-indexes each project the next time you open it.", Safety::safe,
-                CleanupAction::Delete{Builder::children(home + "/Library/Caches/Google", [](std::string_view name) {
-                    return name.starts_with("AndroidStudio");
-                })});
+                CleanupAction::Delete{std::move(studioCaches)});
     addEmulators(builder);
 }
 

@@ -2,7 +2,10 @@
 
 #include "TarnoCore/Cleanup/CleanupCatalog.hpp"
 
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 // The catalog's rule families, private to the catalog. Each looks under the
 // environment's home and offers what it finds through the builder; the
@@ -16,8 +19,45 @@ void xcode(CleanupCatalog::Builder& builder);
 void android(CleanupCatalog::Builder& builder);
 
 // Whether the system image that the emulator folder's config.ini names is
-// installed in the home's Android SDK. A configuration that cannot be read, or
+// installed in the home's Android SDK (Library/Android/sdk or Android/Sdk). A configuration that cannot be read, or
 // names no image, counts as an image that exists.
 bool avdSystemImageExists(const std::string& avd, const std::string& home);
+
+// npm's cache, Yarn's (the user's and root's), Puppeteer's and Playwright's
+// browsers, node-gyp and TypeScript.
+void javascript(CleanupCatalog::Builder& builder);
+
+// The cache folder that npm's configuration names: the first "cache" line of
+// home + "/.npmrc", then of each global file, decides. "~" and "${HOME}" stand
+// for the home; a folder outside the home gives nothing.
+std::optional<std::string> npmCacheFolder(const std::string& home, const std::vector<std::string>& globalConfigFiles);
+
+// Dart's analysis cache, pub's and Shorebird's caches, and each Flutter SDK
+// but the one fvm uses by default.
+void flutter(CleanupCatalog::Builder& builder);
+
+// The Flutter version of the SDK folder: its "version" file, else the
+// framework version that bin/cache/flutter.version.json records.
+std::optional<std::string> flutterVersion(const std::string& sdk);
+
+// Homebrew's, JetBrains', pip's, Go's, Cargo's, KraftKit's, Docker Scout's
+// and Maven's caches, and the packages apt downloaded.
+void developerTools(CleanupCatalog::Builder& builder);
+
+// The settings and logs that an IDE left behind when it updated itself.
+void oldSettings(CleanupCatalog::Builder& builder);
+
+// A settings folder's name as a product and a version: "PyCharm2024.1-backup"
+// gives ("PyCharm", [2024, 1]). A name without a product or a number gives nothing.
+struct IdeVersion {
+    std::string product;
+    std::vector<std::int64_t> version;
+
+    bool operator==(const IdeVersion&) const = default;
+};
+std::optional<IdeVersion> ideVersion(const std::string& folder);
+
+// Claude Code's conversations not touched for 30 days, and Chrome's on-device model.
+void assistants(CleanupCatalog::Builder& builder);
 
 } // namespace tarno::RuleFamilies

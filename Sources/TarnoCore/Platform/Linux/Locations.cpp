@@ -194,6 +194,11 @@ std::optional<std::string> rootYarnCache()
     return "/usr/local/share/.cache/yarn";
 }
 
+std::optional<std::string> aptArchivesFolder()
+{
+    return "/var/cache/apt/archives";
+}
+
 // Application bundles are looked for where a Mac keeps them, which is also
 // how the rules are tried on made-up homes; Linux's own formats have their
 // own places.

@@ -42,6 +42,9 @@ TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
     const std::string studioOld = home.makeFolder("Library/Caches/Google/AndroidStudio2023.3");
     home.makeFolder("Library/Caches/Google/Chrome");
     home.makeFolder("Library/Caches/Google/androidstudio-lowercase");
+    // Linux keeps them in the cache folder, after the Mac's in the item.
+    const std::string linuxStudio = home.makeFolder(".cache/Google/AndroidStudio2024.2");
+    home.makeFolder(".cache/Google/Chrome");
 
     const auto items = androidItems(home.path());
     ASSERT_EQ(items.size(), 2U);
@@ -51,7 +54,7 @@ TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
                                      false, 1, std::nullopt}));
     EXPECT_EQ(items[1], (CleanupItem{"android.studioCaches", "Android Studio caches", CleanupCategory::android,
                                      "Android Studio re-indexes each project the next time you open it.", Safety::safe,
-                                     CleanupAction::Delete{{studioOld, studio}}, false, 1, std::nullopt}));
+                                     CleanupAction::Delete{{studioOld, studio, linuxStudio}}, false, 1, std::nullopt}));
 }
 
 TEST(AndroidRulesTests, EachEmulatorFolderIsOfferedWithItsIniForReview)
@@ -103,17 +106,30 @@ TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
     EXPECT_TRUE(existsWith("image.sysdir.1=system-images/odd=name")) << "only the first '=' splits";
     EXPECT_TRUE(existsWith("image.sysdir.1 = system-images/gone/\xff\n")) << "not UTF-8: unreadable";
 
+    // Linux's SDK place counts as well as the Mac's.
+    home.makeFolder("Android/Sdk/system-images/android-35/google_apis/x86_64");
+    EXPECT_TRUE(existsWith("image.sysdir.1=system-images/android-35/google_apis/x86_64/"));
+    EXPECT_FALSE(existsWith("image.sysdir.1=system-images/android-35/default/x86_64/"));
+
     // A folder that is not there reads as no configuration at all.
     EXPECT_TRUE(RuleFamilies::avdSystemImageExists(home / "missing.avd", home.path()));
 }
 
-TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
+TEST(AndroidRulesTests, TheCatalogRunsTheFamiliesInTheirFixedOrderAndListsByCategory)
 {
     test::TemporaryFolder home;
     home.makeFolder(".android/avd/Pixel_8.avd");
     home.makeFolder(".gradle/caches");
     home.makeFolder("Library/Developer/Xcode/Archives");
     home.makeFolder("Library/Developer/Xcode/DerivedData");
+    home.makeFolder(".npm/_cacache");
+    home.makeFolder(".cache/yarn");
+    home.makeFolder(".dartServer");
+    home.makeFolder(".cache/pip");
+    home.makeFolder(".docker/scout");
+    home.makeFolder(".config/JetBrains/GoLand2024.1");
+    home.makeFolder(".config/JetBrains/GoLand2024.2");
+    home.makeFolder(".config/google-chrome/OptGuideOnDeviceModel");
     const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
 
     const auto ids = [&env] {
@@ -122,7 +138,11 @@ TEST(AndroidRulesTests, TheCatalogRunsTheXcodeFamilyThenTheAndroidOne)
             found.push_back(item.id);
         return found;
     };
-    EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8"}));
+    // Category by category: docker.scout of the developer tools lists under
+    // Docker, before them; Chrome's model lists under Apps, after them.
+    EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8", "npm.cache",
+                            "yarn.cache", "dart.analysis", "docker.scout", "pip.cache", "ide.GoLand2024.1",
+                            "chrome.onDeviceModel"}));
     EXPECT_EQ(ids(), ids()) << "an unchanged disk gives the same items";
 }
 
