@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.parse
 
 CLI = None
 
@@ -653,6 +654,62 @@ class CleanTests(unittest.TestCase):
             record = json.load(stream)[0]
         self.assertGreater(record["failures"], 0)
         self.assertGreaterEqual(record["freedBytes"], 63000)
+
+
+class LinuxHomeTests(unittest.TestCase):
+    """Scan and clean a made-up Linux developer's home, and check the result independently."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-linux-")
+        self.home = self.folder.name
+        self.addCleanup(self.folder.cleanup)
+        for relative, size in [(".npm/_cacache/content-v2/sha512/ab/cd", 40000), (".npm/_logs/debug.log", 3000),
+                               (".cache/pip/http-v2/a/b/c", 50000), (".cache/go-build/01/0123-d", 20000),
+                               (".cargo/registry/cache/index.crates.io/serde-1.0.crate", 70000),
+                               (".var/app/com.example.Gone/data/state.db", 1_200_000),
+                               ("Downloads/tool_1.0_amd64.deb", 21_000_000), ("Downloads/report.pdf", 30_000_000),
+                               ("Documents/thesis.tex", 9000), (".config/Code/User/settings.json", 500)]:
+            write_file(os.path.join(self.home, relative), size)
+        # A link inside a cache must go as a link: what it points at stays.
+        os.symlink(os.path.join(self.home, "Documents"), os.path.join(self.home, ".cache", "pip", "documents-link"))
+        self.personal = {path: open(os.path.join(self.home, path), "rb").read()
+                         for path in ("Documents/thesis.tex", "Downloads/report.pdf", ".config/Code/User/settings.json")}
+
+    def test_scan_then_clean_the_safe_items_and_the_trash_ones(self):
+        items = json.loads(run("catalog", "--json", "--home", self.home).stdout)
+        chosen = [item for item in items if item["safety"] == "safe" or item["action"]["kind"] == "trash"]
+        ids = [item["id"] for item in chosen]
+        for expected in ("npm.cache", "pip.cache", "go.buildCache", "cargo.cache",
+                         "leftover.app.com.example.Gone", "download.tool_1.0_amd64.deb"):
+            self.assertIn(expected, ids)
+        self.assertNotIn("download.report.pdf", [item["id"] for item in items])
+        scan = run("scan", "--home", self.home)
+        self.assertEqual(scan.returncode, 0, scan.stderr)
+        self.assertIn("pip cache", scan.stdout)
+
+        deleted = [path for item in chosen if item["action"]["kind"] != "trash" for path in item["action"]["paths"]]
+        trashed = [path for item in chosen if item["action"]["kind"] == "trash" for path in item["action"]["paths"]]
+        before = expected_size(deleted + trashed)["bytes"]
+        completed = run("clean", "--yes", "--home", self.home, *ids, home=self.home, stdin=subprocess.DEVNULL)
+        self.assertEqual(completed.returncode, 0, completed.stdout + completed.stderr)
+
+        for path in deleted + trashed:
+            self.assertFalse(os.path.lexists(path), path)
+        with open(os.path.join(self.home, "Library", "Application Support", "Tarno", "history.json")) as stream:
+            self.assertEqual(json.load(stream)[0]["freedBytes"], before)
+        # Each trashed item sits in the Trash beside an info file that says where it came from.
+        trash = os.path.join(self.home, ".local", "share", "Trash")
+        for path in trashed:
+            name = os.path.basename(path)
+            self.assertTrue(os.path.lexists(os.path.join(trash, "files", name)), name)
+            with open(os.path.join(trash, "info", name + ".trashinfo")) as stream:
+                lines = stream.read().splitlines()
+            self.assertEqual(lines[0], "[Trash Info]")
+            self.assertEqual(lines[1], "Path=" + urllib.parse.quote(path))
+            self.assertRegex(lines[2], r"^DeletionDate=\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d$")
+        for path, content in self.personal.items():
+            with open(os.path.join(self.home, path), "rb") as stream:
+                self.assertEqual(stream.read(), content, path)
 
 
 class HistoryTests(unittest.TestCase):

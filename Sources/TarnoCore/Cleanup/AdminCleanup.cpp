@@ -15,10 +15,7 @@ constexpr const char* notOnTheList = "not on the list of folders Tarno may remov
 
 bool allAllowed(const std::vector<std::string>& paths)
 {
-    const std::set<std::string>& allowed = allowedPaths();
-    return !paths.empty() && std::all_of(paths.begin(), paths.end(), [&allowed](const std::string& path) {
-        return allowed.contains(path);
-    });
+    return !paths.empty() && std::all_of(paths.begin(), paths.end(), isAllowed);
 }
 
 std::string appleScriptLiteral(const std::string& text)
@@ -62,6 +59,19 @@ const std::set<std::string>& allowedPaths()
         return members;
     }();
     return paths;
+}
+
+bool isAllowed(const std::string& path)
+{
+    if (allowedPaths().contains(path))
+        return true;
+    // The packages apt downloaded: each file by its name, never the folder,
+    // its partial/ folder or its lock.
+    static const std::optional<std::string> packages = Platform::aptArchivesFolder();
+    if (!packages || !path.starts_with(*packages + "/"))
+        return false;
+    const std::string name = path.substr(packages->size() + 1);
+    return name.size() > 4 && name.ends_with(".deb") && name.find('/') == std::string::npos;
 }
 
 std::optional<std::string> command(const std::vector<std::string>& paths)

@@ -20,6 +20,10 @@ std::string quotedForShell(const std::string& path);
 // Exact paths; a path below a member is not on the list.
 const std::set<std::string>& allowedPaths();
 
+// Whether the path is on the list, or is a package file (a name ending in
+// ".deb") directly in the platform's folder of downloaded system packages.
+bool isAllowed(const std::string& path);
+
 // "/bin/rm -rf -- '<path>' ..." with each path quoted for the shell; none when
 // the list is empty or any path is not allowed. This is also the text a user
 // may paste into a terminal.

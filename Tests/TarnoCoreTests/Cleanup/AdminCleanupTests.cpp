@@ -27,7 +27,18 @@ TEST(AdminCleanupTests, CommandAndRemoveAcceptOnlyPathsThatAreAllOnTheList)
               "/bin/rm -rf -- '/usr/local/share/.cache/yarn' '/usr/local/share/Library/Caches/Yarn'");
     EXPECT_EQ(AdminCleanup::removalArguments({macYarn}), (Paths{"/bin/rm", "-rf", "--", macYarn}));
 
+    ASSERT_TRUE(Platform::aptArchivesFolder());
+    const std::string apt = *Platform::aptArchivesFolder();
+    EXPECT_EQ(AdminCleanup::command({apt + "/code_1.95_amd64.deb"}), "/bin/rm -rf -- '" + apt + "/code_1.95_amd64.deb'");
+
     const std::vector<Paths> refused = {
+        {apt},
+        {apt + "/"},
+        {apt + "/lock"},
+        {apt + "/partial"},
+        {apt + "/partial/code_1.95_amd64.deb"},
+        {apt + "/../archives.deb"},
+        {apt + "/.deb"},
         {},
         {macYarn, "/Users/ada/Documents"}, // no partial command
         {std::string(macYarn) + "/v6"},    // below a member is not on the list
