@@ -56,6 +56,13 @@ std::string trashFolder(const std::string& home, const std::optional<std::string
 // The same for the running process's environment.
 std::string trashFolder(const std::string& home);
 
+// This application's own identifier, under which it keeps its settings and
+// by whose vendor every application of its maker is recognised.
+std::string ownApplicationID();
+
+// The folder below the cache base folder where the application keeps its own cache.
+std::string ownCacheFolderName();
+
 // The running program's executable, with every link resolved; empty when
 // the system does not say.
 std::string runningExecutablePath();

@@ -141,6 +141,17 @@ std::string trashFolder(const std::string& home)
     return trashFolder(home, dataHome ? std::optional<std::string>(dataHome) : std::nullopt);
 }
 
+std::string ownApplicationID()
+{
+    return "dev.tarno.Tarno";
+}
+
+// Qt files the application's cache under its organisation's name.
+std::string ownCacheFolderName()
+{
+    return "Tarno";
+}
+
 std::string runningExecutablePath()
 {
     char resolved[PATH_MAX];
