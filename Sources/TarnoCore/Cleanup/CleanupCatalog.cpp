@@ -171,6 +171,13 @@ std::vector<CleanupItem> items(const CleanupEnvironment& env)
     // what no other rule covers).
     RuleFamilies::xcode(builder);
     RuleFamilies::android(builder);
+
+    RuleFamilies::personalData(builder);
+    RuleFamilies::leftovers(builder);
+    RuleFamilies::deletedApps(builder);
+    RuleFamilies::downloads(builder);
+    RuleFamilies::trash(builder);
+    RuleFamilies::appCaches(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;
