@@ -13,6 +13,8 @@ using CleanupCatalog::Builder;
 
 bool isBelow(const std::string& path, const std::string& folder)
 {
+    if (folder.ends_with('/')) // the root folder
+        return path.size() > folder.size() && path.starts_with(folder);
     return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';
 }
 
