@@ -169,14 +169,21 @@ std::vector<std::string> paths(const std::string& bundleID, const std::optional<
     }
     if (name && name->size() >= 3) {
         const std::string wanted = lowercased(*name);
-        std::vector<std::string> byName;
-        for (const std::string_view folder : nameFolders)
-            byName.push_back(home + "/" + std::string(folder));
-        byName.insert(byName.end(), {folders.config, folders.data, folders.cache});
-        for (const std::string& folder : byName) {
-            for (const std::string& entry : entries(folder)) {
+        for (const std::string_view folder : nameFolders) {
+            const std::string path = home + "/" + std::string(folder);
+            for (const std::string& entry : entries(path)) {
                 if (lowercased(entry) == wanted)
-                    found.insert(folder + "/" + entry);
+                    found.insert(path + "/" + entry);
+            }
+        }
+        // Linux's base folders also hold what all programs share, which no
+        // application's name can claim.
+        if (!Platform::sharedUserFolderEntries().contains(wanted)) {
+            for (const std::string& folder : {folders.config, folders.data, folders.cache}) {
+                for (const std::string& entry : entries(folder)) {
+                    if (lowercased(entry) == wanted)
+                        found.insert(folder + "/" + entry);
+                }
             }
         }
     }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,12 @@ struct UserFolders {
 
     bool operator==(const UserFolders&) const = default;
 };
+
+// Entries of the config, data and cache folders that the desktop's programs
+// share, in lower case: the user's fonts, icons, keyrings, Trash, application
+// entries… An application whose plain name happens to be one of them
+// ("Fonts") owns none of them.
+const std::set<std::string, std::less<>>& sharedUserFolderEntries();
 
 // A variable of the environment, or nothing when it is not set.
 using EnvironmentLookup = std::function<std::optional<std::string>(std::string_view name)>;

@@ -144,6 +144,16 @@ TEST(AppFootprintTests, LinuxKeepsAnAppsDataByIdentifierAndByNameInTheBaseFolder
     EXPECT_EQ(footprint(home, "org.gnome.Maps", std::string("gnome-maps"), false, {"org.gnome.Maps.Devel"}),
               (Paths{cache, named, config, namedData, data, sandbox}));
 
+    // What the desktop shares is no application's, whatever its name.
+    home.makeFolder(".local/share/fonts");
+    home.makeFolder(".local/share/Trash/files");
+    home.makeFolder(".config/autostart");
+    const std::string fontsCache = home.makeFolder("Library/Caches/Fonts");
+    EXPECT_EQ(footprint(home, "org.gnome.font-viewer", std::string("Fonts"), false), (Paths{fontsCache}))
+        << "the Mac's name folders are the app's own";
+    EXPECT_TRUE(footprint(home, "com.acme.trash", std::string("Trash"), false).empty());
+    EXPECT_TRUE(footprint(home, "com.acme.autostart", std::string("AutoStart"), false).empty());
+
     // The base folders are the ones given, not the defaults under the home.
     test::TemporaryFolder elsewhere;
     const std::string moved = elsewhere.makeFolder("config/org.gnome.Maps");
