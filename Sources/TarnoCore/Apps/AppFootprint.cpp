@@ -31,7 +31,8 @@ const std::array<std::pair<std::string_view, std::vector<std::string_view>>, 10>
     {"Library/Application Scripts", {}},
 }};
 
-constexpr std::array<std::string_view, 3> nameFolders = {"Library/Application Support", "Library/Caches", "Library/Logs"};
+constexpr std::array<std::string_view, 3> nameFolders = {"Library/Application Support", "Library/Caches",
+                                                         "Library/Logs"};
 
 // Identifiers from which no name can be guessed.
 const std::map<std::string, std::string, std::less<>> knownNames = {

@@ -161,8 +161,9 @@ TEST(AppFootprintTests, LinuxKeepsAnAppsDataByIdentifierAndByNameInTheBaseFolder
     folders.config = elsewhere / "config";
     Paths expected{cache, data, sandbox, moved};
     std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(AppFootprint::paths("org.gnome.Maps", std::nullopt, home.path(), folders, false, {"org.gnome.Maps.Devel"}),
-              expected);
+    EXPECT_EQ(
+        AppFootprint::paths("org.gnome.Maps", std::nullopt, home.path(), folders, false, {"org.gnome.Maps.Devel"}),
+        expected);
 }
 
 TEST(AppFootprintTests, LooksLikeBundleID)

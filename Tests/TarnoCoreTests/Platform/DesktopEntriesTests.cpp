@@ -147,7 +147,8 @@ TEST(DesktopEntriesTests, InstalledApplicationsAreFlatpakFoldersThenEntriesWithT
     EXPECT_TRUE(Platform::installedApplicationIDs({root / "missing"}, {root / "missing"}).empty());
 
     // The flatpak folders name the system's then the user's installation.
-    EXPECT_EQ(Platform::flatpakAppFolders(root / "data"), (Arguments{"/var/lib/flatpak/app", root / "data/flatpak/app"}));
+    EXPECT_EQ(Platform::flatpakAppFolders(root / "data"),
+              (Arguments{"/var/lib/flatpak/app", root / "data/flatpak/app"}));
 }
 
 TEST(DesktopEntriesTests, AnApplicationsNameIsItsUntranslatedNameInTheFirstFolderWithTheEntry)

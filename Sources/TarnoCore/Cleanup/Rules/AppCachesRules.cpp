@@ -27,7 +27,8 @@ std::vector<std::string> unclaimedParts(const Builder& builder, const std::strin
         return {};
     const std::vector<std::string>& claimed = builder.claimed();
     const auto holdsClaimed = [&claimed](const std::string& path) {
-        return std::any_of(claimed.begin(), claimed.end(), [&path](const std::string& taken) { return isBelow(taken, path); });
+        return std::any_of(claimed.begin(), claimed.end(),
+                           [&path](const std::string& taken) { return isBelow(taken, path); });
     };
     if (!holdsClaimed(entry))
         return {entry};

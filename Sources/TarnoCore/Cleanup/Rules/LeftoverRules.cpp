@@ -166,15 +166,15 @@ void deletedApps(Builder& builder)
     for (const std::string& id : candidates(builder, fullDisk)) {
         if (env.isAppInstalled({}, {id}))
             continue;
-        std::vector<std::string> paths =
-            AppFootprint::paths(id, std::nullopt, env.home, env.folders, fullDisk, {});
+        std::vector<std::string> paths = AppFootprint::paths(id, std::nullopt, env.home, env.folders, fullDisk, {});
         std::erase_if(paths, [&](const std::string& path) {
-            return builder.isClaimed(path) || std::any_of(cacheFolders.begin(), cacheFolders.end(),
-                                                          [&](const std::string& cache) { return isAtOrBelow(path, cache); });
+            const auto inCache = [&path](const std::string& cache) { return isAtOrBelow(path, cache); };
+            return builder.isClaimed(path) || std::any_of(cacheFolders.begin(), cacheFolders.end(), inCache);
         });
         builder.add("leftover.app." + id, AppFootprint::guessedName(id) + " settings and data",
-                    CleanupCategory::leftovers, id + " is not installed. Reinstalling it later starts with a clean slate.",
-                    Safety::review, CleanupAction::Trash{paths}, 1000000);
+                    CleanupCategory::leftovers,
+                    id + " is not installed. Reinstalling it later starts with a clean slate.", Safety::review,
+                    CleanupAction::Trash{paths}, 1000000);
     }
 }
 

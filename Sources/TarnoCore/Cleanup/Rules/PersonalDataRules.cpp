@@ -103,7 +103,8 @@ void personalData(Builder& builder)
     addBackups(builder);
     builder.add("mail.downloads", "Mail attachments you opened", CleanupCategory::personalData,
                 "Copies made when you opened attachments; the originals stay in your mail.", Safety::review,
-                CleanupAction::DeleteContents{{home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"}});
+                CleanupAction::DeleteContents{
+                    {home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"}});
 }
 
 } // namespace tarno::RuleFamilies

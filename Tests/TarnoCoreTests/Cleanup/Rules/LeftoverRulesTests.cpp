@@ -70,7 +70,8 @@ TEST(LeftoverRulesTests, AnEditorsFoldersAreOfferedOnlyWhenItIsNotInstalled)
     // Cursor by its name on a Mac, Visual Studio Code by its Linux desktop entry.
     const std::vector<CleanupItem> items = run(machine(home.path(), {"code"}, {"Cursor"}), RuleFamilies::leftovers);
     ASSERT_EQ(items.size(), 1U);
-    EXPECT_EQ(items[0], (CleanupItem{"leftover.Windsurf", "Windsurf extensions and settings", CleanupCategory::leftovers,
+    EXPECT_EQ(items[0], (CleanupItem{"leftover.Windsurf", "Windsurf extensions and settings",
+                                     CleanupCategory::leftovers,
                                      "Windsurf is not installed. Reinstalling it later starts with a clean slate.",
                                      Safety::review, CleanupAction::Delete{{windsurf}}, false, 1, std::nullopt}));
 
