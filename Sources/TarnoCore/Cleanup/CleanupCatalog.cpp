@@ -176,6 +176,12 @@ std::vector<CleanupItem> items(const CleanupEnvironment& env)
     RuleFamilies::developerTools(builder);
     RuleFamilies::oldSettings(builder);
     RuleFamilies::assistants(builder);
+    RuleFamilies::personalData(builder);
+    RuleFamilies::leftovers(builder);
+    RuleFamilies::deletedApps(builder);
+    RuleFamilies::downloads(builder);
+    RuleFamilies::trash(builder);
+    RuleFamilies::appCaches(builder);
     std::vector<CleanupItem> result = builder.takeItems();
     sortByCategory(result);
     return result;

@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Apps/InstalledApps.hpp"
 #include "TarnoCore/Cleanup/Tools/Homebrew.hpp"
+#include "TarnoCore/Platform/DesktopEntries.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <algorithm>
@@ -20,6 +21,28 @@ bool exists(const std::string& path)
     return ::stat(path.c_str(), &status) == 0;
 }
 
+// The folders whose desktop entries name the applications installed here,
+// Flatpak's exported ones included.
+std::vector<std::string> entryFolders(const Platform::UserFolders& folders)
+{
+    std::vector<std::string> dirs{folders.data};
+    const std::vector<std::string> shared = Platform::sharedDataFolders();
+    const std::vector<std::string> exports = Platform::flatpakExportFolders(folders.data);
+    dirs.insert(dirs.end(), shared.begin(), shared.end());
+    dirs.insert(dirs.end(), exports.begin(), exports.end());
+    return dirs;
+}
+
+// Bundles where a Mac keeps them, then Flatpak apps and desktop entries.
+std::vector<std::string> installedIDs(const std::string& home, const Platform::UserFolders& folders)
+{
+    std::vector<std::string> ids = InstalledApps::bundleIDs(InstalledApps::cleanupFolders(home));
+    const std::vector<std::string> linux =
+        Platform::installedApplicationIDs(Platform::flatpakAppFolders(folders.data), entryFolders(folders));
+    ids.insert(ids.end(), linux.begin(), linux.end());
+    return ids;
+}
+
 } // namespace
 
 CleanupEnvironment CleanupEnvironment::live() { return live(Platform::homeFolder()); }
@@ -31,8 +54,8 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
     // Applications are looked for where a Mac keeps them, which is also how the
     // rules are tried on made-up homes. The folders are read on every call, so
     // an app removed meanwhile is seen as gone. The tools are asked for real, each time.
-    env.isAppInstalled = [home = env.home](const std::vector<std::string>& names,
-                                           const std::vector<std::string>& bundleIDs) {
+    env.isAppInstalled = [home = env.home, folders = env.folders](const std::vector<std::string>& names,
+                                                                  const std::vector<std::string>& bundleIDs) {
         for (const std::string& name : names) {
             if (exists(Platform::systemApplicationsFolder() + "/" + name + ".app")
                 || exists(home + "/Applications/" + name + ".app"))
@@ -40,18 +63,17 @@ CleanupEnvironment CleanupEnvironment::live(std::string home)
         }
         if (bundleIDs.empty())
             return false;
-        const std::vector<std::string> installed = InstalledApps::bundleIDs(InstalledApps::cleanupFolders(home));
+        const std::vector<std::string> installed = installedIDs(home, folders);
         return std::any_of(bundleIDs.begin(), bundleIDs.end(), [&](const std::string& id) {
             return !id.empty() && std::find(installed.begin(), installed.end(), id) != installed.end();
         });
     };
-    env.appName = [home = env.home](const std::string& bundleID) -> std::optional<std::string> {
-        const auto bundle = InstalledApps::bundleWithID(InstalledApps::cleanupFolders(home), bundleID);
-        if (!bundle)
-            return std::nullopt;
-        return std::filesystem::path(*bundle).stem().string(); // "Name.app" gives "Name"
+    env.appName = [home = env.home, folders = env.folders](const std::string& bundleID) -> std::optional<std::string> {
+        if (const auto bundle = InstalledApps::bundleWithID(InstalledApps::cleanupFolders(home), bundleID))
+            return std::filesystem::path(*bundle).stem().string(); // "Name.app" gives "Name"
+        return Platform::desktopApplicationName(bundleID, entryFolders(folders));
     };
-    env.installedBundleIDs = [home = env.home] { return InstalledApps::bundleIDs(InstalledApps::cleanupFolders(home)); };
+    env.installedBundleIDs = [home = env.home, folders = env.folders] { return installedIDs(home, folders); };
     env.simulators = [] { return Simulators::list(); };
     env.globalNpmConfigFiles = Platform::globalNpmConfigFiles();
     env.rootYarnCache = Platform::rootYarnCache();

@@ -17,6 +17,8 @@ namespace tarno {
 struct CleanupEnvironment {
     std::string home; // no trailing slash
     Platform::UserFolders folders; // the home's cache, config, data, downloads and Trash folders
+    // Identifiers are bundle identifiers, and on Linux also Flatpak app ids
+    // and desktop entry ids: they name applications the same way.
     std::function<bool(const std::vector<std::string>& names, const std::vector<std::string>& bundleIDs)> isAppInstalled;
     std::function<std::optional<std::string>(const std::string& bundleID)> appName;
     std::function<std::vector<std::string>()> installedBundleIDs;

@@ -27,4 +27,31 @@ std::optional<std::vector<std::string>> desktopApplicationCommand(std::string_vi
 // left out. Nothing when the entry is hidden, has no Exec or a malformed one.
 std::optional<std::vector<std::string>> desktopEntryCommand(std::string_view entryText);
 
+// The name the application entry `desktopID` shows (its untranslated Name),
+// from the first of "<dir>/applications" of `dataDirs` that has the entry;
+// nothing when none has it or it has no name.
+std::optional<std::string> desktopApplicationName(std::string_view desktopID, const std::vector<std::string>& dataDirs);
+
+// The [Desktop Entry] group's Name of an entry's text.
+std::optional<std::string> desktopEntryName(std::string_view entryText);
+
+// The data folders shared by all users: $XDG_DATA_DIRS, or its defaults.
+std::vector<std::string> sharedDataFolders();
+
+// The folders where Flatpak installs applications, one folder per app id:
+// the system's, then the user's below `dataHome`.
+std::vector<std::string> flatpakAppFolders(const std::string& dataHome);
+
+// The folders of Flatpak's exported entries (…/exports/share), in the order
+// of `flatpakAppFolders`; they hold the installed apps' desktop entries.
+std::vector<std::string> flatpakExportFolders(const std::string& dataHome);
+
+// The ids of the applications installed here: every folder name in
+// `flatpakFolders`, then the id of every desktop entry ("org.gnome.Maps" for
+// org.gnome.Maps.desktop, "kde-dolphin" for kde/dolphin.desktop) in
+// "<dir>/applications" of each of `dataDirs`. In that order, duplicates kept.
+// A hidden entry counts: it may hide the same id in a later folder.
+std::vector<std::string> installedApplicationIDs(const std::vector<std::string>& flatpakFolders,
+                                                 const std::vector<std::string>& dataDirs);
+
 } // namespace tarno::Platform

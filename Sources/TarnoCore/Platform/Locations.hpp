@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,12 @@ struct UserFolders {
 
     bool operator==(const UserFolders&) const = default;
 };
+
+// Entries of the config, data and cache folders that the desktop's programs
+// share, in lower case: the user's fonts, icons, keyrings, Trash, application
+// entries… An application whose plain name happens to be one of them
+// ("Fonts") owns none of them.
+const std::set<std::string, std::less<>>& sharedUserFolderEntries();
 
 // A variable of the environment, or nothing when it is not set.
 using EnvironmentLookup = std::function<std::optional<std::string>(std::string_view name)>;
@@ -67,6 +74,13 @@ std::string trashFolder(const std::string& home, const std::optional<std::string
 
 // The same for the running process's environment.
 std::string trashFolder(const std::string& home);
+
+// This application's own identifier, under which it keeps its settings and
+// by whose vendor every application of its maker is recognised.
+std::string ownApplicationID();
+
+// The folder below the cache base folder where the application keeps its own cache.
+std::string ownCacheFolderName();
 
 // The running program's executable, with every link resolved; empty when
 // the system does not say.

@@ -5,12 +5,23 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 namespace tarno {
 namespace {
 
 using Strings = std::vector<std::string>;
+
+// The bundles' identifiers come first; the machine's own Flatpak apps and
+// desktop entries follow them.
+Strings bundleIDsFirst(const CleanupEnvironment& env, std::size_t count)
+{
+    Strings ids = env.installedBundleIDs();
+    ids.resize(std::min(ids.size(), count));
+    return ids;
+}
 
 TEST(CleanupEnvironmentTests, LiveKnowsTheHomesApplicationsByIdentifier)
 {
@@ -23,7 +34,7 @@ TEST(CleanupEnvironmentTests, LiveKnowsTheHomesApplicationsByIdentifier)
                              test::xmlInfo("<key>CFBundleIdentifier</key><string>com.example.tool</string>"));
     const CleanupEnvironment env = CleanupEnvironment::live(home.path());
 
-    EXPECT_EQ(env.installedBundleIDs(), (Strings{"com.example.editor", "", "com.example.tool"}));
+    EXPECT_EQ(bundleIDsFirst(env, 3), (Strings{"com.example.editor", "", "com.example.tool"}));
 
     EXPECT_TRUE(env.isAppInstalled({}, {"com.example.missing", "com.example.tool"}));
     EXPECT_TRUE(env.isAppInstalled({"Missing"}, {"com.example.editor"}));
@@ -42,7 +53,7 @@ TEST(CleanupEnvironmentTests, LiveKnowsTheHomesApplicationsByIdentifier)
     EXPECT_EQ(env.appName("com.example.tool"), std::nullopt);
     EXPECT_TRUE(env.isAppInstalled({}, {"com.example.viewer"}));
     EXPECT_EQ(env.appName("com.example.viewer"), "Viewer");
-    EXPECT_EQ(env.installedBundleIDs(), (Strings{"com.example.editor", "", "com.example.viewer"}));
+    EXPECT_EQ(bundleIDsFirst(env, 3), (Strings{"com.example.editor", "", "com.example.viewer"}));
 }
 
 TEST(CleanupEnvironmentTests, AppNameIsTheFirstBundleWithTheIdentifier)
@@ -57,6 +68,28 @@ TEST(CleanupEnvironmentTests, AppNameIsTheFirstBundleWithTheIdentifier)
 
     EXPECT_EQ(env.appName("com.example.code"), "Code Insiders") << "plain order: ' ' before '.'";
     EXPECT_EQ(env.appName("com.example.versioned"), "Version 2.0") << "only \".app\" is taken off";
+}
+
+TEST(CleanupEnvironmentTests, LiveKnowsTheHomesFlatpakAppsAndDesktopEntries)
+{
+    // Another home: its folders are the defaults below it, whatever this process's variables say.
+    test::TemporaryFolder home;
+    home.makeFolder(".local/share/flatpak/app/org.acme.Tool");
+    std::ofstream(home.makeFile(".local/share/applications/org.acme.Viewer.desktop"))
+        << "[Desktop Entry]\nName=Acme Viewer\nExec=viewer\n";
+    std::ofstream(home.makeFile(".local/share/flatpak/exports/share/applications/org.acme.Tool.desktop"))
+        << "[Desktop Entry]\nName=Acme Tool\nExec=flatpak run org.acme.Tool\n";
+    const CleanupEnvironment env = CleanupEnvironment::live(home.path());
+
+    const Strings ids = env.installedBundleIDs();
+    for (const char* id : {"org.acme.Tool", "org.acme.Viewer"})
+        EXPECT_NE(std::find(ids.begin(), ids.end(), id), ids.end()) << id;
+    EXPECT_TRUE(env.isAppInstalled({}, {"org.acme.Tool"}));
+    EXPECT_TRUE(env.isAppInstalled({}, {"com.example.missing", "org.acme.Viewer"}));
+    EXPECT_FALSE(env.isAppInstalled({}, {"org.acme.viewer"})) << "identifiers are compared exactly";
+    EXPECT_EQ(env.appName("org.acme.Viewer"), "Acme Viewer");
+    EXPECT_EQ(env.appName("org.acme.Tool"), "Acme Tool") << "from Flatpak's exported entry";
+    EXPECT_EQ(env.appName("org.acme.Missing"), std::nullopt);
 }
 
 } // namespace

@@ -125,5 +125,48 @@ TEST(DesktopEntriesTests, TheDataHomeComesBeforeTheSharedDataFolders)
     }
 }
 
+TEST(DesktopEntriesTests, InstalledApplicationsAreFlatpakFoldersThenEntriesWithTheirSubfolders)
+{
+    test::TemporaryFolder root;
+    root.makeFolder("system/org.gnome.Maps/current");
+    root.makeFolder("system/.removed");
+    root.makeFolder("user/com.acme.Tool");
+    writeEntry(root, "data", "org.acme.Viewer", entry("Exec=viewer"));
+    writeEntry(root, "data", "hidden", entry("Exec=hidden\nHidden=true"));
+    writeEntry(root, "shared", "kde/dolphin", entry("Exec=dolphin"));
+    writeEntry(root, "shared", "vim", entry("Exec=vim"));
+    root.makeFile("shared/applications/mimeinfo.cache");
+    root.makeFile("shared/applications/.desktop");
+    root.makeSymlink(root / "shared/applications", "data/applications/linked");
+    const std::vector<std::string> flatpak = {root / "system", root / "missing", root / "user"};
+    const std::vector<std::string> dirs = {root / "data", root / "missing", root / "shared"};
+
+    EXPECT_EQ(Platform::installedApplicationIDs(flatpak, dirs),
+              (Arguments{"org.gnome.Maps", "com.acme.Tool", "hidden", "org.acme.Viewer", "kde-dolphin", "vim"}))
+        << "a linked folder is not followed";
+    EXPECT_TRUE(Platform::installedApplicationIDs({root / "missing"}, {root / "missing"}).empty());
+
+    // The flatpak folders name the system's then the user's installation.
+    EXPECT_EQ(Platform::flatpakAppFolders(root / "data"),
+              (Arguments{"/var/lib/flatpak/app", root / "data/flatpak/app"}));
+}
+
+TEST(DesktopEntriesTests, AnApplicationsNameIsItsUntranslatedNameInTheFirstFolderWithTheEntry)
+{
+    test::TemporaryFolder root;
+    writeEntry(root, "data", "org.acme.Viewer",
+               "[Desktop Action new]\nName=New Window\n[Desktop Entry]\nName[de]=Betrachter\n"
+               "Name = Acme\\sViewer\nName=Second\n");
+    writeEntry(root, "shared", "org.acme.Viewer", entry("Exec=shadowed"));
+    writeEntry(root, "shared", "nameless", "[Desktop Entry]\nExec=x\n");
+    const std::vector<std::string> dirs = {root / "data", root / "shared"};
+
+    EXPECT_EQ(Platform::desktopApplicationName("org.acme.Viewer", dirs), "Acme Viewer");
+    EXPECT_EQ(Platform::desktopApplicationName("nameless", dirs), std::nullopt);
+    EXPECT_EQ(Platform::desktopApplicationName("absent", dirs), std::nullopt);
+    EXPECT_EQ(Platform::desktopApplicationName("../applications/nameless", {root / "shared"}), std::nullopt);
+    EXPECT_EQ(Platform::desktopApplicationName("org.acme.Viewer", {root / "shared"}), "Example");
+}
+
 } // namespace
 } // namespace tarno

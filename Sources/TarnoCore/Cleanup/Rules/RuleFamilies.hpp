@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The catalog's rule families, private to the catalog. Each looks under the
@@ -59,5 +61,37 @@ std::optional<IdeVersion> ideVersion(const std::string& folder);
 
 // Claude Code's conversations not touched for 30 days, and Chrome's on-device model.
 void assistants(CleanupCatalog::Builder& builder);
+// Device backups and the copies Mail makes of opened attachments; only with
+// Full Disk Access, as both live where the system guards the user's privacy.
+void personalData(CleanupCatalog::Builder& builder);
+
+// One row per code editor: the folders it leaves behind when it is removed.
+struct Editor {
+    std::string name;
+    std::vector<std::string> bundleIDs;
+    // Desktop entry and Flatpak ids under which Linux installs the editor.
+    std::vector<std::string> linuxIDs;
+    std::vector<std::string> paths; // below the home
+    std::string configFolder;       // below the config base folder
+};
+const std::vector<Editor>& editors();
+
+// The settings and extensions of code editors that are no longer installed.
+void leftovers(CleanupCatalog::Builder& builder);
+
+// What applications that are gone left under their identifiers, one item per application.
+void deletedApps(CleanupCatalog::Builder& builder);
+
+// The installers' extensions, in lower case.
+const std::set<std::string, std::less<>>& installerExtensions();
+
+// Installers and disk images in the downloads folder, one item per file.
+void downloads(CleanupCatalog::Builder& builder);
+
+// Everything in the user's Trash.
+void trash(CleanupCatalog::Builder& builder);
+
+// Each application's cache that no other rule covers, and the logs. Runs last.
+void appCaches(CleanupCatalog::Builder& builder);
 
 } // namespace tarno::RuleFamilies

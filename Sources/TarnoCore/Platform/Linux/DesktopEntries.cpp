@@ -6,6 +6,7 @@
 #include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,7 @@ namespace {
 
 struct EntryGroup {
     std::optional<std::string> exec;
+    std::optional<std::string> name;
     bool hidden = false;
 };
 
@@ -41,6 +43,8 @@ EntryGroup desktopEntryGroup(std::string_view text)
         const std::string_view value = Text::trimmed(line.substr(equals + 1));
         if (key == "Exec" && !group.exec)
             group.exec = std::string(value);
+        else if (key == "Name" && !group.name)
+            group.name = std::string(value);
         else if (key == "Hidden")
             group.hidden = value == "true";
     }
@@ -146,6 +150,29 @@ std::optional<std::string> contents(const std::string& path)
 
 bool isAbsolute(const char* path) { return path != nullptr && path[0] == '/'; }
 
+constexpr std::string_view entrySuffix = ".desktop";
+
+// The ids of the entries in `folder`: a file's name without ".desktop",
+// prefixed with the names of the subfolders it lies in, joined by "-".
+// Subfolders are followed a few levels down, never through a link.
+void collectEntryIDs(const std::filesystem::path& folder, const std::string& prefix, int depth,
+                     std::vector<std::string>& ids)
+{
+    std::error_code error;
+    std::vector<std::pair<std::string, bool>> names;
+    for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        std::error_code typeError;
+        names.emplace_back(it->path().filename().string(), it->is_directory(typeError) && !it->is_symlink(typeError));
+    }
+    std::sort(names.begin(), names.end());
+    for (const auto& [name, isFolder] : names) {
+        if (isFolder && depth > 0)
+            collectEntryIDs(folder / name, prefix + name + "-", depth - 1, ids);
+        else if (!isFolder && name.size() > entrySuffix.size() && name.ends_with(entrySuffix))
+            ids.push_back(prefix + name.substr(0, name.size() - entrySuffix.size()));
+    }
+}
+
 // $XDG_DATA_HOME, then $XDG_DATA_DIRS, with their defaults; relative paths
 // are to be ignored.
 std::vector<std::string> dataDirectories()
@@ -156,6 +183,15 @@ std::vector<std::string> dataDirectories()
     else if (const std::string home = homeFolder(); !home.empty())
         dirs.push_back(home + "/.local/share");
 
+    const std::vector<std::string> shared = sharedDataFolders();
+    dirs.insert(dirs.end(), shared.begin(), shared.end());
+    return dirs;
+}
+
+} // namespace
+
+std::vector<std::string> sharedDataFolders()
+{
     std::vector<std::string> shared;
     std::string_view list = std::getenv("XDG_DATA_DIRS") ? std::getenv("XDG_DATA_DIRS") : "";
     while (!list.empty()) {
@@ -167,11 +203,8 @@ std::vector<std::string> dataDirectories()
     }
     if (shared.empty())
         shared = {"/usr/local/share", "/usr/share"};
-    dirs.insert(dirs.end(), shared.begin(), shared.end());
-    return dirs;
+    return shared;
 }
-
-} // namespace
 
 std::string_view dockerDesktopID() { return "docker-desktop"; }
 
@@ -199,6 +232,61 @@ std::optional<std::vector<std::string>> desktopEntryCommand(std::string_view ent
     if (group.hidden || !group.exec)
         return std::nullopt;
     return arguments(unescaped(*group.exec));
+}
+
+std::optional<std::string> desktopApplicationName(std::string_view desktopID, const std::vector<std::string>& dataDirs)
+{
+    if (desktopID.empty() || desktopID.find('/') != std::string_view::npos)
+        return std::nullopt;
+    for (const std::string& dir : dataDirs) {
+        if (const std::optional<std::string> text =
+                contents(dir + "/applications/" + std::string(desktopID) + ".desktop"))
+            return desktopEntryName(*text);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> desktopEntryName(std::string_view entryText)
+{
+    const EntryGroup group = desktopEntryGroup(entryText);
+    if (!group.name)
+        return std::nullopt;
+    std::string name = unescaped(*group.name);
+    if (name.empty())
+        return std::nullopt;
+    return name;
+}
+
+std::vector<std::string> flatpakAppFolders(const std::string& dataHome)
+{
+    return {"/var/lib/flatpak/app", dataHome + "/flatpak/app"};
+}
+
+std::vector<std::string> flatpakExportFolders(const std::string& dataHome)
+{
+    return {"/var/lib/flatpak/exports/share", dataHome + "/flatpak/exports/share"};
+}
+
+std::vector<std::string> installedApplicationIDs(const std::vector<std::string>& flatpakFolders,
+                                                 const std::vector<std::string>& dataDirs)
+{
+    std::vector<std::string> ids;
+    for (const std::string& folder : flatpakFolders) {
+        std::vector<std::string> names;
+        std::error_code error;
+        for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+            std::string name = it->path().filename().string();
+            if (!name.starts_with('.'))
+                names.push_back(std::move(name));
+        }
+        std::sort(names.begin(), names.end());
+        ids.insert(ids.end(), names.begin(), names.end());
+    }
+    // The desktop entry standard lets entries sit in subfolders; two levels is
+    // more than any distribution uses.
+    for (const std::string& dir : dataDirs)
+        collectEntryIDs(dir + "/applications", "", 2, ids);
+    return ids;
 }
 
 } // namespace tarno::Platform

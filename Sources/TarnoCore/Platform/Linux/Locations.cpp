@@ -169,6 +169,31 @@ std::string trashFolder(const std::string& home)
     return trashFolder(home, dataHome ? std::optional<std::string>(dataHome) : std::nullopt);
 }
 
+const std::set<std::string, std::less<>>& sharedUserFolderEntries()
+{
+    // The freedesktop.org standards' own entries, and those of the toolkits and
+    // services every desktop runs.
+    static const std::set<std::string, std::less<>> entries = {
+        "applications", "autostart",  "backgrounds", "dbus-1",   "dconf",        "desktop-directories",
+        "environment.d", "flatpak",   "fontconfig",  "fonts",    "gtk-2.0",      "gtk-3.0",
+        "gtk-4.0",      "icons",      "keyrings",    "menus",    "mime",         "mimeapps.list",
+        "pulse",        "recently-used.xbel", "sounds", "systemd", "themes",     "thumbnails",
+        "trash",        "user-dirs.dirs", "user-dirs.locale", "xdg-desktop-portal",
+    };
+    return entries;
+}
+
+std::string ownApplicationID()
+{
+    return "dev.tarno.Tarno";
+}
+
+// Qt files the application's cache under its organisation's name.
+std::string ownCacheFolderName()
+{
+    return "Tarno";
+}
+
 std::string runningExecutablePath()
 {
     char resolved[PATH_MAX];
