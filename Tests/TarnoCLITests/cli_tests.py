@@ -559,7 +559,7 @@ class CleanTests(unittest.TestCase):
     def test_ctrl_c_stops_inside_the_item_under_way_and_records_it(self):
         # Enough folders that the removal is still going when the signal lands.
         many = os.path.join(self.derived, "Many-ghi")
-        for outer in range(200):
+        for outer in range(300):
             for inner in range(100):
                 os.makedirs(os.path.join(many, str(outer), str(inner)))
         archive = os.path.join(self.home, "Library", "Developer", "Xcode", "Archives", "2024", "App.xcarchive")
