@@ -3,16 +3,11 @@
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include "TarnoCore/Foundation/NaturalOrder.hpp"
+#include "TarnoCore/Foundation/PropertyList.hpp"
 
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <limits>
-#include <memory>
 
-#include <plist/plist.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,43 +44,16 @@ std::vector<std::string> children(const std::string& folder)
     return names;
 }
 
-using Plist = std::unique_ptr<void, decltype(&plist_free)>;
-
 // The bundle's Info.plist, binary or XML, when it is a dictionary.
-Plist readInfo(const std::string& bundle)
+std::optional<PropertyList::Dictionary> readInfo(const std::string& bundle)
 {
-    Plist none(nullptr, plist_free);
-    const std::string path = bundle + "/Contents/Info.plist";
-    // Only a regular file: reading a pipe left in its place would never end.
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return none;
-    std::ifstream in(path, std::ios::binary);
-    const std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (data.empty() || data.size() > std::numeric_limits<std::uint32_t>::max())
-        return none;
-    plist_t root = nullptr;
-    plist_from_memory(data.data(), static_cast<std::uint32_t>(data.size()), &root);
-    Plist info(root, plist_free);
-    if (!info || plist_get_node_type(root) != PLIST_DICT)
-        return none;
-    return info;
-}
-
-std::optional<std::string> stringValue(const Plist& dictionary, const char* key)
-{
-    plist_t node = plist_dict_get_item(dictionary.get(), key);
-    if (node == nullptr || plist_get_node_type(node) != PLIST_STRING)
-        return std::nullopt;
-    std::uint64_t length = 0;
-    const char* text = plist_get_string_ptr(node, &length);
-    return text == nullptr ? std::string() : std::string(text, length);
+    return PropertyList::readDictionary(bundle + "/Contents/Info.plist");
 }
 
 std::optional<std::string> bundleIDOf(const std::string& bundle)
 {
-    const Plist info = readInfo(bundle);
-    return info ? stringValue(info, "CFBundleIdentifier") : std::nullopt;
+    const std::optional<PropertyList::Dictionary> info = readInfo(bundle);
+    return info ? info->string("CFBundleIdentifier") : std::nullopt;
 }
 
 } // namespace
@@ -102,10 +70,10 @@ std::vector<InstalledApp> list(const std::vector<std::string>& folders, const st
 {
     std::vector<InstalledApp> apps;
     for (const std::string& path : bundles(folders)) {
-        const Plist info = readInfo(path);
+        const std::optional<PropertyList::Dictionary> info = readInfo(path);
         if (!info)
             continue;
-        std::optional<std::string> bundleID = stringValue(info, "CFBundleIdentifier");
+        std::optional<std::string> bundleID = info->string("CFBundleIdentifier");
         if (!bundleID || bundleID->empty() || excluding.contains(*bundleID))
             continue;
         std::string name = std::filesystem::path(path).filename().string();
@@ -114,7 +82,7 @@ std::vector<InstalledApp> list(const std::vector<std::string>& folders, const st
             .path = path,
             .name = std::move(name),
             .bundleID = std::move(*bundleID),
-            .version = stringValue(info, "CFBundleShortVersionString"),
+            .version = info->string("CFBundleShortVersionString"),
             .lastOpened = lastOpened ? lastOpened(path) : std::nullopt,
             .needsPassword = ::access(path.c_str(), W_OK) != 0,
         });
