@@ -85,7 +85,7 @@ int runCatalog(const std::vector<std::string>& arguments)
                 object["size"] = JsonEncoding::encode(*size);
             list.push_back(std::move(object));
         }
-        fmt::print("{}\n", list.dump(2));
+        JsonEncoding::print(list);
     } else {
         if (items.empty())
             fmt::print("No items.\n");

@@ -1,5 +1,6 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
+#include "JsonEncoding.hpp"
 
 #include "TarnoCore/Foundation/ByteFormat.hpp"
 #include "TarnoCore/Performance/SystemStats.hpp"
@@ -51,7 +52,7 @@ int runDisk(const std::vector<std::string>& arguments)
         return incompleteStatus;
     }
     if (parsed->has("--json"))
-        fmt::print("{}\n", encode(*usage).dump(2));
+        JsonEncoding::print(encode(*usage));
     else
         printHuman(path, *usage);
     return 0;

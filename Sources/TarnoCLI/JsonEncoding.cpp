@@ -1,6 +1,7 @@
 #include "JsonEncoding.hpp"
-
 #include "TextFormat.hpp"
+
+#include <fmt/core.h>
 
 namespace tarno::cli::JsonEncoding {
 
@@ -44,6 +45,11 @@ Json encode(const CleanupItem& item)
     object["minimumBytesToShow"] = item.minimumBytesToShow;
     object["knownBytes"] = item.knownBytes ? Json(*item.knownBytes) : Json(nullptr);
     return object;
+}
+
+void print(const Json& document)
+{
+    fmt::print("{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 
 } // namespace tarno::cli::JsonEncoding

@@ -20,4 +20,9 @@ Json encode(const CleanupAction& action);
 // id, title, category, consequence, safety, action, requiresAdmin, minimumBytesToShow, knownBytes (or null).
 Json encode(const CleanupItem& item);
 
+// Prints the document, indented, and a new line. A file name is bytes, not
+// text: a byte that is not part of valid UTF-8 is written as U+FFFD, so a
+// name of any bytes prints instead of ending the program.
+void print(const Json& document);
+
 } // namespace tarno::cli::JsonEncoding

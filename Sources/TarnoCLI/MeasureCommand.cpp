@@ -45,7 +45,7 @@ int runMeasure(const std::vector<std::string>& arguments)
     const SizeResult size = SizeScanner::measure(paths);
 
     if (parsed->has("--json"))
-        fmt::print("{}\n", JsonEncoding::encode(size).dump(2));
+        JsonEncoding::print(JsonEncoding::encode(size));
     else
         printHuman(size);
     return statusAfterMeasuring(size.unreadableDirectories);

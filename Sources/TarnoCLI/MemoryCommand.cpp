@@ -1,5 +1,6 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
+#include "JsonEncoding.hpp"
 
 #include "TarnoCore/Foundation/ByteFormat.hpp"
 #include "TarnoCore/Performance/SystemStats.hpp"
@@ -54,7 +55,7 @@ int runMemory(const std::vector<std::string>& arguments)
         return incompleteStatus;
     }
     if (parsed->has("--json"))
-        fmt::print("{}\n", encode(memory).dump(2));
+        JsonEncoding::print(encode(memory));
     else
         printHuman(memory);
     return successStatus;

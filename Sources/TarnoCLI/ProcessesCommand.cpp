@@ -1,5 +1,6 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
+#include "JsonEncoding.hpp"
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Foundation/ByteFormat.hpp"
@@ -102,7 +103,7 @@ int runProcesses(const std::vector<std::string>& arguments)
             groups.push_back(encode(group));
         const Json document = {{"processes", std::move(processes)}, {"groups", std::move(groups)}};
         // Paths and arguments are bytes on Linux; what is not UTF-8 prints repaired.
-        fmt::print("{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
+        JsonEncoding::print(document);
     } else {
         printHuman(sample);
     }

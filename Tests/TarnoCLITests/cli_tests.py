@@ -448,6 +448,18 @@ class CatalogTests(unittest.TestCase):
         from_home = [item for item in everything if item["action"]["paths"][0].startswith(self.home + "/")]
         self.assertEqual({item["category"] for item in from_home}, {"xcode", "android"})
 
+    def test_a_name_that_is_not_utf8_prints_instead_of_ending_the_program(self):
+        # A file name is bytes: a cache folder named in Latin-1 is still offered and printed.
+        write_file(os.path.join(self.home.encode(), b".cache", b"caf\xe9-app", b"blob"), 10)
+        for arguments in (["catalog", "--json"], ["catalog"], ["scan"]):
+            with self.subTest(arguments=arguments):
+                completed = subprocess.run([CLI, *arguments, "--home", self.home], capture_output=True, timeout=60)
+                self.assertEqual(completed.returncode, 0, completed.stderr)
+                self.assertNotIn(b"terminate", completed.stderr)
+        items = json.loads(run("catalog", "--json", "--home", self.home).stdout)
+        self.assertIn([self.home + "/.cache/caf\ufffd-app"],
+                      [item["action"]["paths"] for item in items if item["id"].startswith("cache.")])
+
     def test_scan_of_an_empty_home_has_nothing_to_clean(self):
         titles = [item["title"] for item in self.machine_wide_items()]
         by_option = run("scan", "--home", self.home)
