@@ -1,8 +1,11 @@
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
 
+#include "TarnoCore/Platform/FileLock.hpp"
+
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -21,9 +24,17 @@ using Json = nlohmann::json;
 
 constexpr std::string_view historyPath = "/Library/Application Support/Tarno/history.json";
 
+// A writer holds the lock for one read, encode and write of a small file:
+// milliseconds. Ten seconds means the holder is stopped or its disk hangs.
+constexpr std::chrono::seconds lockPatience{10};
+
+// A temporary file this old belongs to a writer that died before its rename;
+// a live writer renames its own within moments.
+constexpr std::chrono::minutes abandonedAge{1};
+
 // ---- Dates: ISO 8601 in UTC, to the second ---------------------------------
 
-std::string isoString(std::chrono::system_clock::time_point date)
+std::string utcString(std::chrono::system_clock::time_point date, const char* format)
 {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
     const std::time_t instant = static_cast<std::time_t>(seconds);
@@ -31,8 +42,13 @@ std::string isoString(std::chrono::system_clock::time_point date)
     if (::gmtime_r(&instant, &parts) == nullptr)
         return {};
     char text[64];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    const std::size_t length = std::strftime(text, sizeof text, format, &parts);
     return std::string(text, length);
+}
+
+std::string isoString(std::chrono::system_clock::time_point date)
+{
+    return utcString(date, "%Y-%m-%dT%H:%M:%SZ");
 }
 
 // Reads `count` digits at `position`; false when any is not a digit.
@@ -208,6 +224,44 @@ std::optional<std::string> writeTemporary(const std::filesystem::path& target, s
     return temporary;
 }
 
+// Temporary files are named after the target, as writeTemporary makes them.
+bool isTemporaryOf(const std::filesystem::path& target, const std::string& name)
+{
+    const std::string prefix = "." + target.filename().string() + "-";
+    return name.size() == prefix.size() + 6 && name.compare(0, prefix.size(), prefix) == 0;
+}
+
+// What writers killed between writing and renaming left behind. Readers never
+// look at these names, so they are only clutter; the age spares a writer that
+// is working right now without the lock.
+void removeAbandonedTemporaries(const std::filesystem::path& target, std::chrono::system_clock::time_point now)
+{
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(target.parent_path(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        struct stat status {};
+        if (!isTemporaryOf(target, entry->path().filename().string())
+            || ::lstat(entry->path().c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+            continue;
+        const auto modified = std::chrono::system_clock::from_time_t(status.st_mtim.tv_sec);
+        if (now - modified > abandonedAge)
+            ::unlink(entry->path().c_str());
+    }
+}
+
+// "history.json.corrupt-2026-11-23T10-04-05Z", then "…Z-2", "…Z-3": a name
+// not yet taken, so every corruption keeps its own copy. Colons would trouble
+// other systems' file names, hence the hyphens in the time.
+std::string keptAsideName(const std::string& file, std::chrono::system_clock::time_point now)
+{
+    const std::string dated = file + ".corrupt-" + utcString(now, "%Y-%m-%dT%H-%M-%SZ");
+    std::string name = dated;
+    struct stat status {};
+    for (int suffix = 2; ::lstat(name.c_str(), &status) == 0; ++suffix)
+        name = dated + "-" + std::to_string(suffix);
+    return name;
+}
+
 // The rename itself is made durable by syncing the folder that holds it.
 void syncFolder(const std::filesystem::path& folder)
 {
@@ -242,6 +296,19 @@ void CleanupHistory::append(const CleanupRecord& record) const
     if (record.freedBytes < 1 && record.items.empty())
         return;
 
+    const std::filesystem::path target(m_file);
+    std::error_code error;
+    std::filesystem::create_directories(target.parent_path(), error);
+
+    // The application and the command line may append at once: without the
+    // lock, each would write its own record over the list the other read. A
+    // lock that cannot be had is no reason to drop the record, so the write
+    // goes ahead then, at the small risk of a stalled holder writing over it.
+    const std::optional<Platform::FileLock> lock = Platform::FileLock::acquire(m_file + ".lock", lockPatience);
+    const auto now = std::chrono::system_clock::now();
+    if (lock)
+        removeAbandonedTemporaries(target, now);
+
     // A file that is there but gives no list is set aside before it is replaced.
     const FileText existing = readFile(m_file);
     std::optional<std::vector<CleanupRecord>> decoded;
@@ -256,14 +323,11 @@ void CleanupHistory::append(const CleanupRecord& record) const
     if (records.size() > maximumRecords)
         records.resize(maximumRecords);
 
-    const std::filesystem::path target(m_file);
-    std::error_code error;
-    std::filesystem::create_directories(target.parent_path(), error);
     const std::optional<std::string> temporary = writeTemporary(target, encode(records));
     if (!temporary)
         return;
     // If the old file cannot be kept, it is not overwritten either: this record is lost instead.
-    if ((keepAside && ::rename(m_file.c_str(), (m_file + ".corrupt").c_str()) != 0)
+    if ((keepAside && ::rename(m_file.c_str(), keptAsideName(m_file, now).c_str()) != 0)
         || ::rename(temporary->c_str(), m_file.c_str()) != 0) {
         ::unlink(temporary->c_str());
         return;

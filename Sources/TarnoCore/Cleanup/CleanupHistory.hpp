@@ -12,7 +12,9 @@
 namespace tarno {
 
 // The history file: a JSON array of records, newest first, at most 500. The
-// file is the only state; callers run load and append one at a time.
+// file is the only state. Processes share it safely: appends take turns on
+// "history.json.lock" beside it, and every write replaces the file by a
+// rename, so a reader needs no lock to see one whole version.
 class CleanupHistory {
 public:
     static constexpr std::size_t maximumRecords = 500;
@@ -31,9 +33,10 @@ public:
 
     // Puts the record in front and writes the file atomically. A record that
     // freed nothing and names nothing leaves no line. A file that does not
-    // decode is first kept beside it as "history.json.corrupt" (one
-    // generation), so that what the user had is not silently lost. Failures
-    // are ignored: the record is then lost.
+    // decode is first kept beside it as "history.json.corrupt-<UTC time>"
+    // (with "-2", "-3", … when that name is taken), so that what the user had
+    // is not silently lost. Waits up to ten seconds for other writers, then
+    // writes anyway. Failures are ignored: the record is then lost.
     void append(const CleanupRecord& record) const;
 
     // The sum of freedBytes over load(): at most the last 500 operations.

@@ -5,8 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <regex>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tarno {
 namespace {
@@ -35,6 +42,35 @@ std::vector<std::string> entriesOf(const std::string& folder)
         names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// The names in the folder that start with `prefix`, sorted.
+std::vector<std::string> entriesStartingWith(const std::string& folder, std::string_view prefix)
+{
+    std::vector<std::string> names = entriesOf(folder);
+    std::erase_if(names, [&](const std::string& name) { return name.rfind(prefix, 0) != 0; });
+    return names;
+}
+
+// Starts `body` in a forked child that waits for `gate` to be written before it
+// runs; the child's exit status says whether the body succeeded.
+pid_t forkWaiting(int gate, const std::function<bool()>& body)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        char go = 0;
+        const bool started = ::read(gate, &go, 1) == 1;
+        ::_exit(started && body() ? 0 : 1);
+    }
+    return child;
+}
+
+bool endedWell(pid_t child)
+{
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 TEST(CleanupHistoryTests, AMissingFileIsAnEmptyHistoryAndAppendCreatesIt)
@@ -153,28 +189,79 @@ TEST(CleanupHistoryTests, ARecordMissingAnyKeyOrOfTheWrongKindMakesTheFileUndeco
     EXPECT_EQ(history.totalFreed(), 0);
 }
 
-TEST(CleanupHistoryTests, AppendKeepsAFileThatDoesNotDecodeBesideIt)
+TEST(CleanupHistoryTests, AppendKeepsEveryFileThatDoesNotDecodeUnderItsOwnDatedName)
 {
     test::TemporaryFolder home;
     const CleanupHistory history(home.path());
-    const std::string corrupt = history.file() + ".corrupt";
+    const std::string folder = std::filesystem::path(history.file()).parent_path().string();
     write(history.file(), "[{\"date\": \"yesterday\"}]");
 
     history.append(recordAt(mayFirst, 0, {})); // leaves no line: the file is not touched
     EXPECT_EQ(contentsOf(history.file()), "[{\"date\": \"yesterday\"}]");
-    EXPECT_FALSE(std::filesystem::exists(corrupt));
+    EXPECT_TRUE(entriesStartingWith(folder, "history.json.corrupt").empty());
 
+    const auto before = system_clock::now();
     history.append(recordAt(mayFirst, 10));
-    EXPECT_EQ(contentsOf(corrupt), "[{\"date\": \"yesterday\"}]");
+    const auto after = system_clock::now();
+    const std::vector<std::string> first = entriesStartingWith(folder, "history.json.corrupt");
+    ASSERT_EQ(first.size(), 1U);
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(first[0], parts,
+                                 std::regex(R"(history\.json\.corrupt-(\d{4})-(\d\d)-(\d\d)T(\d\d)-(\d\d)-(\d\d)Z)")))
+        << first[0];
+    // The name tells when the file was set aside, in UTC.
+    std::tm utc{};
+    utc.tm_year = std::stoi(parts[1]) - 1900;
+    utc.tm_mon = std::stoi(parts[2]) - 1;
+    utc.tm_mday = std::stoi(parts[3]);
+    utc.tm_hour = std::stoi(parts[4]);
+    utc.tm_min = std::stoi(parts[5]);
+    utc.tm_sec = std::stoi(parts[6]);
+    const auto named = system_clock::from_time_t(::timegm(&utc));
+    EXPECT_LE(std::chrono::floor<std::chrono::seconds>(before), named);
+    EXPECT_LE(named, after);
+    EXPECT_EQ(contentsOf(folder + "/" + first[0]), "[{\"date\": \"yesterday\"}]");
     EXPECT_EQ(history.load(), std::vector<CleanupRecord>{recordAt(mayFirst, 10)});
 
-    // A good file is not set aside; a later corruption replaces the kept one.
+    // A good file is not set aside; later corruptions, even within the same
+    // second, each get their own copy and never replace an earlier one.
     history.append(recordAt(mayFirst + 1, 20));
-    EXPECT_EQ(contentsOf(corrupt), "[{\"date\": \"yesterday\"}]");
-    write(history.file(), "truncat");
-    history.append(recordAt(mayFirst + 2, 30));
-    EXPECT_EQ(contentsOf(corrupt), "truncat");
+    EXPECT_EQ(entriesStartingWith(folder, "history.json.corrupt"), first);
+    const std::vector<std::string> damaged = {"truncat", "", "{\"not\": \"a list\"}"};
+    for (std::size_t index = 0; index < damaged.size(); ++index) {
+        write(history.file(), damaged[index]);
+        history.append(recordAt(mayFirst + 2, 30));
+    }
+    std::vector<std::string> kept;
+    for (const std::string& name : entriesStartingWith(folder, "history.json.corrupt"))
+        kept.push_back(contentsOf(folder + "/" + name));
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(kept, (std::vector<std::string>{"", "[{\"date\": \"yesterday\"}]", "truncat", "{\"not\": \"a list\"}"}));
     EXPECT_EQ(history.load(), std::vector<CleanupRecord>{recordAt(mayFirst + 2, 30)});
+
+    // The names this second and the next are taken, by a file and by a
+    // dangling link: the copy takes a numbered name and leaves both alone.
+    const auto stamp = [](system_clock::time_point when) {
+        char text[32];
+        const std::time_t instant = system_clock::to_time_t(when);
+        std::tm fields{};
+        ::gmtime_r(&instant, &fields);
+        return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H-%M-%SZ", &fields));
+    };
+    for (const std::string& name : entriesStartingWith(folder, "history.json.corrupt"))
+        std::filesystem::remove(folder + "/" + name);
+    const auto now = system_clock::now();
+    const std::string taken = history.file() + ".corrupt-" + stamp(now);
+    const std::string next = history.file() + ".corrupt-" + stamp(now + std::chrono::seconds(1));
+    write(taken, "earlier copy");
+    std::filesystem::create_symlink(home / "nowhere", next);
+    write(history.file(), "[1]");
+    history.append(recordAt(mayFirst + 3, 40));
+    EXPECT_EQ(contentsOf(taken), "earlier copy");
+    EXPECT_TRUE(std::filesystem::is_symlink(next));
+    const bool numbered = contentsOf(taken + "-2") == "[1]" || contentsOf(next + "-2") == "[1]";
+    EXPECT_TRUE(numbered) << "the newest corrupt file was not kept under a numbered name";
+    EXPECT_EQ(history.load(), std::vector<CleanupRecord>{recordAt(mayFirst + 3, 40)});
 }
 
 TEST(CleanupHistoryTests, AppendWritesAtomicallyAndLeavesNoTemporaryFileBehind)
@@ -184,7 +271,7 @@ TEST(CleanupHistoryTests, AppendWritesAtomicallyAndLeavesNoTemporaryFileBehind)
     const std::string folder = std::filesystem::path(history.file()).parent_path().string();
     for (int index = 0; index < 3; ++index)
         history.append(recordAt(mayFirst + index, 100));
-    EXPECT_EQ(entriesOf(folder), std::vector<std::string>{"history.json"});
+    EXPECT_EQ(entriesOf(folder), (std::vector<std::string>{"history.json", "history.json.lock"}));
     EXPECT_EQ(history.load().size(), 3U);
 
     // The new file replaces the old by name: a link there is replaced, not written through.
@@ -194,8 +281,112 @@ TEST(CleanupHistoryTests, AppendWritesAtomicallyAndLeavesNoTemporaryFileBehind)
     history.append(recordAt(mayFirst + 10, 100));
     EXPECT_EQ(contentsOf(elsewhere), "");
     EXPECT_FALSE(std::filesystem::is_symlink(history.file()));
-    EXPECT_EQ(entriesOf(folder), (std::vector<std::string>{"history.json", "history.json.corrupt"}))
+    EXPECT_EQ(entriesStartingWith(folder, "history.json.corrupt").size(), 1U)
         << "the empty file behind the link did not decode";
+}
+
+TEST(CleanupHistoryTests, TwoProcessesAppendingAtOnceLoseNoRecordAndReadersSeeWholeFiles)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    constexpr int each = 60;
+    // Each writer marks its records with its source and a running number.
+    const auto appendAll = [&history](const std::string& source) {
+        bool whole = true;
+        for (int index = 1; index <= each; ++index) {
+            history.append(CleanupRecord{system_clock::from_time_t(mayFirst + index), source, index, {"Caches"}, 0});
+            // The file is always one whole version, holding at least this writer's records.
+            const std::vector<CleanupRecord> seen = history.load();
+            whole = whole && std::count_if(seen.begin(), seen.end(), [&](const CleanupRecord& record) {
+                                 return record.source == source;
+                             }) == index;
+        }
+        return whole;
+    };
+
+    int gate[2];
+    ASSERT_EQ(::pipe(gate), 0);
+    const pid_t first = forkWaiting(gate[0], [&] { return appendAll("Cleanup"); });
+    const pid_t second = forkWaiting(gate[0], [&] { return appendAll("Projects"); });
+    ASSERT_GT(first, 0);
+    ASSERT_GT(second, 0);
+    // Both start together, so their read-modify-write cycles overlap.
+    ASSERT_EQ(::write(gate[1], "gg", 2), 2);
+    ::close(gate[0]);
+    ::close(gate[1]);
+    EXPECT_TRUE(endedWell(first)) << "a writer saw a history without its own records";
+    EXPECT_TRUE(endedWell(second)) << "a writer saw a history without its own records";
+
+    const std::vector<CleanupRecord> records = history.load();
+    ASSERT_EQ(records.size(), 2U * each);
+    for (const std::string source : {"Cleanup", "Projects"}) {
+        // Each writer's records stand newest first, none missing.
+        std::vector<std::int64_t> numbers;
+        for (const CleanupRecord& record : records)
+            if (record.source == source)
+                numbers.push_back(record.freedBytes);
+        std::vector<std::int64_t> expected(each);
+        std::generate(expected.begin(), expected.end(), [number = std::int64_t{each}]() mutable { return number--; });
+        EXPECT_EQ(numbers, expected) << source;
+    }
+}
+
+TEST(CleanupHistoryTests, AWriterKilledMidWayLeavesThePreviousHistoryWhole)
+{
+    test::TemporaryFolder home;
+    const CleanupHistory history(home.path());
+    const std::string folder = std::filesystem::path(history.file()).parent_path().string();
+    history.append(recordAt(mayFirst + 1, 1));
+
+    // A writer that keeps appending numbered records is killed at moments
+    // that fall anywhere in its cycle. Each time, the file holds every record
+    // up to some number, whole: the one in flight is either in or out.
+    std::int64_t highest = 1;
+    for (int round = 0; round < 8; ++round) {
+        int gate[2];
+        ASSERT_EQ(::pipe(gate), 0);
+        const pid_t writer = forkWaiting(gate[0], [&] {
+            for (std::int64_t number = highest + 1;; ++number)
+                history.append(recordAt(mayFirst + number, number));
+            return true;
+        });
+        ASSERT_GT(writer, 0);
+        ASSERT_EQ(::write(gate[1], "g", 1), 1);
+        ::close(gate[0]);
+        ::close(gate[1]);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20 + 7 * round));
+        ::kill(writer, SIGKILL);
+        EXPECT_FALSE(endedWell(writer));
+
+        const std::vector<CleanupRecord> records = history.load();
+        ASSERT_FALSE(records.empty()) << "round " << round << ": the file no longer decodes";
+        const std::int64_t newest = records.front().freedBytes;
+        EXPECT_GE(newest, highest);
+        ASSERT_EQ(records.size(), std::min<std::size_t>(static_cast<std::size_t>(newest), 500U));
+        for (std::size_t index = 0; index < records.size(); ++index)
+            EXPECT_EQ(records[index], recordAt(mayFirst + newest - static_cast<std::int64_t>(index),
+                                               newest - static_cast<std::int64_t>(index)));
+        highest = newest;
+    }
+
+    // What a killed writer may leave is a temporary file cut off anywhere.
+    // Readers never look at it; the next append removes it once it is too old
+    // to belong to a writer still at work, and spares a fresh one.
+    const std::string abandoned = folder + "/.history.json-Ab12Cd";
+    const std::string fresh = folder + "/.history.json-Ef34Gh";
+    write(abandoned, CleanupHistory::encode({recordAt(mayFirst, 1)}).substr(0, 40));
+    write(fresh, "[");
+    std::filesystem::last_write_time(abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    const std::string neighbour = home.makeFile("Library/Application Support/Tarno/.history.json-notes", 3);
+    const std::vector<CleanupRecord> before = history.load();
+    EXPECT_EQ(before.front().freedBytes, highest);
+    history.append(recordAt(mayFirst + highest + 1, highest + 1));
+    EXPECT_FALSE(test::exists(abandoned));
+    EXPECT_EQ(contentsOf(fresh), "[");
+    EXPECT_EQ(contentsOf(neighbour), "xxx") << "only names a writer makes are removed";
+    const std::vector<CleanupRecord> after = history.load();
+    ASSERT_EQ(after.size(), std::min<std::size_t>(before.size() + 1, 500U));
+    EXPECT_TRUE(std::equal(after.begin() + 1, after.end(), before.begin()));
 }
 
 TEST(CleanupHistoryTests, AFolderThatCannotBeCreatedLosesTheRecordQuietly)
