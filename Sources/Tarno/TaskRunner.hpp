@@ -1,16 +1,16 @@
 #pragma once
 
-#include <QFutureWatcher>
 #include <QObject>
 #include <QThreadPool>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace tarno {
 
@@ -68,7 +68,24 @@ public:
     void waitForDone();
 
 private:
+    // A result or progress report waiting for the owner's thread. They go
+    // through a queue of our own rather than a functor posted from the
+    // worker, so that the hand-over sits in a lock the thread sanitizer sees.
+    struct Step {
+        std::shared_ptr<std::atomic<bool>> cancelled;
+        std::function<void()> body;
+    };
+    void post(Step step);
+    Q_INVOKABLE void runPostedSteps();
+
+    // Starts body on the pool. The hand-over is marked for the thread
+    // sanitizer: the pool's own locking is in Qt's library, where it cannot
+    // see it.
+    void start(std::function<void()> body);
+
     std::shared_ptr<std::atomic<bool>> m_cancelled = std::make_shared<std::atomic<bool>>(false);
+    std::mutex m_postedLock;
+    std::vector<Step> m_posted;
     QThreadPool m_pool;
 };
 
@@ -76,19 +93,16 @@ template <typename Work, typename Handler>
 void TaskRunner::run(Work work, Handler handler)
 {
     const Task task(this, m_cancelled);
-    using Result = std::invoke_result_t<Work, const Task&>;
-    auto* watcher = new QFutureWatcher<Result>(this);
-    connect(watcher, &QFutureWatcherBase::finished, this,
-            [watcher, task, handler = std::move(handler)]() mutable {
-                watcher->deleteLater();
-                if (task.isCancelled())
-                    return;
-                if constexpr (std::is_void_v<Result>)
-                    handler();
-                else
-                    handler(watcher->result());
+    start([work = std::move(work), handler = std::move(handler), task]() mutable {
+        if constexpr (std::is_void_v<std::invoke_result_t<Work, const Task&>>) {
+            work(task);
+            task.onOwnerThread(std::move(handler));
+        } else {
+            task.onOwnerThread([handler = std::move(handler), result = work(task)]() mutable {
+                handler(std::move(result));
             });
-    watcher->setFuture(QtConcurrent::run(&m_pool, [work = std::move(work), task]() mutable { return work(task); }));
+        }
+    });
 }
 
 template <typename Work, typename Each, typename Done>
