@@ -1,12 +1,12 @@
 #include "TarnoCore/Apps/AppFootprint.hpp"
 
+#include "TarnoCore/Platform/FolderListing.hpp"
+
 #include <algorithm>
 #include <array>
 #include <map>
 #include <set>
 #include <string_view>
-
-#include <dirent.h>
 
 namespace tarno::AppFootprint {
 
@@ -83,16 +83,7 @@ std::vector<std::string> split(std::string_view text, bool keepEmpty)
 // The folder's entry names, hidden ones left out; nothing when it cannot be listed.
 std::vector<std::string> entries(const std::string& folder)
 {
-    std::vector<std::string> names;
-    DIR* listing = ::opendir(folder.c_str());
-    if (listing == nullptr)
-        return names;
-    while (const dirent* entry = ::readdir(listing)) {
-        if (entry->d_name[0] != '.')
-            names.emplace_back(entry->d_name);
-    }
-    ::closedir(listing);
-    return names;
+    return Platform::visibleNames(folder);
 }
 
 // A group container's name without the team identifier (ten upper-case

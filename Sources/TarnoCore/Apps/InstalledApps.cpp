@@ -1,5 +1,6 @@
 #include "TarnoCore/Apps/InstalledApps.hpp"
 
+#include "TarnoCore/Platform/FolderListing.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include "TarnoCore/Foundation/NaturalOrder.hpp"
@@ -33,15 +34,7 @@ bool isFolder(const std::string& path)
 // when it cannot be listed.
 std::vector<std::string> children(const std::string& folder)
 {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-        std::string name = it->path().filename().string();
-        if (!name.starts_with('.'))
-            names.push_back(std::move(name));
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    return Platform::visibleNames(folder);
 }
 
 // The bundle's Info.plist, binary or XML, when it is a dictionary.

@@ -2,6 +2,7 @@
 // standards describe them.
 
 #include "TarnoCore/Platform/DesktopEntries.hpp"
+#include "TarnoCore/Platform/FolderListing.hpp"
 
 #include "TarnoCore/Platform/Text.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
@@ -272,14 +273,7 @@ std::vector<std::string> installedApplicationIDs(const std::vector<std::string>&
 {
     std::vector<std::string> ids;
     for (const std::string& folder : flatpakFolders) {
-        std::vector<std::string> names;
-        std::error_code error;
-        for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-            std::string name = it->path().filename().string();
-            if (!name.starts_with('.'))
-                names.push_back(std::move(name));
-        }
-        std::sort(names.begin(), names.end());
+        const std::vector<std::string> names = visibleNames(folder);
         ids.insert(ids.end(), names.begin(), names.end());
     }
     // The desktop entry standard lets entries sit in subfolders; two levels is
