@@ -17,7 +17,7 @@
 set -euo pipefail
 
 repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-corpusScript="$repo/../shared/bench/make_corpus.py"
+. "$repo/Benchmarks/bench_common.sh"
 
 big=0
 runs=5
@@ -43,13 +43,7 @@ fi
 corpus="${corpus%/}"
 linuxHome="${linuxHome%/}"
 
-if [ ! -d "$corpus" ] || [ ! -f "$corpus.manifest.json" ]; then
-  [ -f "$corpusScript" ] || { echo "corpus script not found: $corpusScript" >&2; exit 1; }
-  mkdir -p "$(dirname "$corpus")"
-  sizeArguments=(--small)
-  [ "$big" -eq 1 ] && sizeArguments=()
-  python3 "$corpusScript" "${sizeArguments[@]}" --force "$corpus"
-fi
+ensureCorpus "$corpus" "$big"
 
 # A home as a Linux developer's looks after a year: the tools' caches in their
 # Linux places, a Flatpak app's leftovers, installers in Downloads, a full
@@ -89,27 +83,9 @@ spread("Documents/notes", 500, 200, 5_000, fanout=10)
 PYTHON
 fi
 
-if [ -z "$cli" ]; then
-  for candidate in "$repo"/build/release/Sources/TarnoCLI/tarno-cli \
-                   "$repo"/build/default/Sources/TarnoCLI/tarno-cli \
-                   "$repo"/build/*/Sources/TarnoCLI/tarno-cli; do
-    if [ -x "$candidate" ]; then cli="$candidate"; break; fi
-  done
-fi
+[ -z "$cli" ] && cli="$(builtCli)"
 [ -n "$cli" ] && [ -x "$cli" ] || { echo "tarno-cli not found (give one with --cli)" >&2; exit 1; }
 
-medianMicroseconds() {
-  local samples=() start end
-  for ((run = 0; run < runs; run++)); do
-    start=$(date +%s%N)
-    "$@" >/dev/null 2>&1 || true
-    end=$(date +%s%N)
-    samples+=($(( (end - start) / 1000 )))
-  done
-  printf '%s\n' "${samples[@]}" | sort -n | sed -n "$(( (runs + 1) / 2 ))p"
-}
-
-milliseconds() { awk -v us="$1" 'BEGIN { printf "%.1f ms", us / 1000 }'; }
 
 compare() {
   local home="$1" list

@@ -13,7 +13,7 @@
 set -euo pipefail
 
 repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-corpusScript="$repo/../shared/bench/make_corpus.py"
+. "$repo/Benchmarks/bench_common.sh"
 
 big=0
 runs=5
@@ -37,22 +37,9 @@ fi
 corpus="${corpus%/}"
 manifest="$corpus.manifest.json"
 
-# The corpus is deterministic, so one made earlier with the same preset is reused.
-if [ ! -d "$corpus" ] || [ ! -f "$manifest" ]; then
-  [ -f "$corpusScript" ] || { echo "corpus script not found: $corpusScript" >&2; exit 1; }
-  mkdir -p "$(dirname "$corpus")"
-  sizeArguments=(--small)
-  [ "$big" -eq 1 ] && sizeArguments=()
-  python3 "$corpusScript" "${sizeArguments[@]}" --force "$corpus"
-fi
+ensureCorpus "$corpus" "$big"
 
-if [ -z "$cli" ]; then
-  for candidate in "$repo"/build/release/Sources/TarnoCLI/tarno-cli \
-                   "$repo"/build/default/Sources/TarnoCLI/tarno-cli \
-                   "$repo"/build/*/Sources/TarnoCLI/tarno-cli; do
-    if [ -x "$candidate" ]; then cli="$candidate"; break; fi
-  done
-fi
+[ -z "$cli" ] && cli="$(builtCli)"
 haveCli=0
 if [ -n "$cli" ] && [ -x "$cli" ] && "$cli" measure --json "$corpus" >/dev/null 2>&1; then
   haveCli=1
@@ -60,20 +47,6 @@ else
   echo "tarno-cli with 'measure --json' not found; timing du alone (give one with --cli)" >&2
 fi
 
-# Median wall time of `runs` runs, in microseconds. du exits non-zero on an
-# unreadable folder; the time still counts.
-medianMicroseconds() {
-  local samples=() start end
-  for ((run = 0; run < runs; run++)); do
-    start=$(date +%s%N)
-    "$@" >/dev/null 2>&1 || true
-    end=$(date +%s%N)
-    samples+=($(( (end - start) / 1000 )))
-  done
-  printf '%s\n' "${samples[@]}" | sort -n | sed -n "$(( (runs + 1) / 2 ))p"
-}
-
-milliseconds() { awk -v us="$1" 'BEGIN { printf "%.1f ms", us / 1000 }'; }
 
 # Warm the page cache and the dentry cache for both tools.
 du -s "$corpus" >/dev/null 2>&1 || true
