@@ -80,10 +80,8 @@ int runCatalog(const std::vector<std::string>& arguments)
     if (parsed->has("--json")) {
         JsonEncoding::Json list = JsonEncoding::Json::array();
         for (std::size_t index = 0; index < items.size(); ++index) {
-            JsonEncoding::Json object = JsonEncoding::encode(items[index]);
-            if (const std::optional<SizeResult> size = sizeOf(index))
-                object["size"] = JsonEncoding::encode(*size);
-            list.push_back(std::move(object));
+            const std::optional<SizeResult> size = sizeOf(index);
+            list.push_back(size ? JsonEncoding::encode(items[index], *size) : JsonEncoding::encode(items[index]));
         }
         JsonEncoding::print(list);
     } else {

@@ -2,6 +2,7 @@
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
 #include "ItemMeasurer.hpp"
+#include "JsonEncoding.hpp"
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Cleanup/Cleaner.hpp"
@@ -82,14 +83,16 @@ bool isYes(std::string answer)
     return answer == "y" || answer == "yes";
 }
 
-bool confirmedOnTerminal(std::size_t count)
+// The prompt goes to `stream`: standard error when standard output carries JSON.
+bool confirmedOnTerminal(std::size_t count, std::FILE* stream)
 {
-    fmt::print("Clean {}? [y/N] ", count == 1 ? std::string("this item") : fmt::format("these {} items", count));
-    std::fflush(stdout);
+    fmt::print(stream, "Clean {}? [y/N] ",
+               count == 1 ? std::string("this item") : fmt::format("these {} items", count));
+    std::fflush(stream);
     std::string answer;
     if (!std::getline(std::cin, answer)) {
         // End of file: no answer, and no newline typed after the prompt either.
-        fmt::print("\n");
+        fmt::print(stream, "\n");
         return false;
     }
     return isYes(answer);
@@ -102,7 +105,7 @@ std::atomic<bool> interrupted{false};
 extern "C" void noteInterrupt(int /*signal*/) { interrupted = true; }
 
 CleanupRun::Outcome clean(const std::vector<CleanupItem>& items, const std::map<std::string, SizeResult>& sizes,
-                          const Cleaner& cleaner)
+                          const Cleaner& cleaner, bool showProgress)
 {
     struct sigaction action {};
     action.sa_handler = noteInterrupt;
@@ -119,7 +122,9 @@ CleanupRun::Outcome clean(const std::vector<CleanupItem>& items, const std::map<
         },
     };
     const CleanupRun::Progress progress{
-        .started = [](const CleanupItem& item) {
+        .started = [showProgress](const CleanupItem& item) {
+            if (!showProgress)
+                return;
             fmt::print("Cleaning {}…\n", item.title);
             std::fflush(stdout);
         },
@@ -182,23 +187,31 @@ int runClean(const std::vector<std::string>& arguments)
         return std::find(parsed->operands.begin(), parsed->operands.end(), item.id) != parsed->operands.end();
     });
     const std::vector<SizeResult> chosenSizes = ItemMeasurer::measureAll(chosen);
+    // With --json, standard output carries one document and nothing else.
+    const bool json = parsed->has("--json");
+    JsonEncoding::Json document = JsonEncoding::Json::object();
+    document["items"] = JsonEncoding::Json::array();
     std::vector<CleanupItem> items;
     std::map<std::string, SizeResult> sizes;
     for (std::size_t index = 0; index < chosen.size(); ++index) {
-        printItem(chosen[index], chosenSizes[index]);
+        if (json)
+            document["items"].push_back(JsonEncoding::encode(chosen[index], chosenSizes[index]));
+        else
+            printItem(chosen[index], chosenSizes[index]);
         sizes[chosen[index].id] = chosenSizes[index];
         // An item that needs an administrator is never part of an ordinary clean.
         if (!chosen[index].requiresAdmin)
             items.push_back(chosen[index]);
     }
 
-    if (items.empty()) {
-        fmt::print("Nothing to clean: each of these needs an administrator.\n");
-        return incompleteStatus;
-    }
-    if (parsed->has("--dry-run")) {
-        fmt::print("Dry run: {} would be cleaned; nothing was removed.\n", itemCount(items.size()));
-        return 0;
+    if (items.empty() || parsed->has("--dry-run")) {
+        if (json)
+            JsonEncoding::print(document);
+        else if (items.empty())
+            fmt::print("Nothing to clean: each of these needs an administrator.\n");
+        else
+            fmt::print("Dry run: {} would be cleaned; nothing was removed.\n", itemCount(items.size()));
+        return items.empty() ? incompleteStatus : successStatus;
     }
     if (!parsed->has("--yes")) {
         if (::isatty(STDIN_FILENO) == 0) {
@@ -206,16 +219,24 @@ int runClean(const std::vector<std::string>& arguments)
                                "pass --yes to clean without asking\n");
             return 1;
         }
-        if (!confirmedOnTerminal(items.size())) {
-            fmt::print("Nothing was cleaned.\n");
+        std::FILE* const promptStream = json ? stderr : stdout;
+        if (!confirmedOnTerminal(items.size(), promptStream)) {
+            fmt::print(promptStream, "Nothing was cleaned.\n");
             return 1;
         }
     }
 
-    const CleanupRun::Outcome outcome = clean(items, sizes, Cleaner{PathGuard::forHome(env.home)});
-    const bool anyTrash = std::any_of(items.begin(), items.end(),
-                                      [](const CleanupItem& item) { return !item.action.isPermanent(); });
-    printOutcome(outcome, anyTrash, env.home);
+    const CleanupRun::Outcome outcome = clean(items, sizes, Cleaner{PathGuard::forHome(env.home)}, !json);
+    if (json) {
+        document["cleaned"] = outcome.cleaned;
+        document["wasCancelled"] = outcome.wasCancelled;
+        document["summary"] = JsonEncoding::encode(outcome.summary);
+        JsonEncoding::print(document);
+    } else {
+        const bool anyTrash = std::any_of(items.begin(), items.end(),
+                                          [](const CleanupItem& item) { return !item.action.isPermanent(); });
+        printOutcome(outcome, anyTrash, env.home);
+    }
     CleanupHistory(env.home).append(CleanupRun::record(outcome, std::chrono::system_clock::now()));
     // Items left to an administrator, paths that could not go, or an
     // interruption: the clean did not do all that was asked.

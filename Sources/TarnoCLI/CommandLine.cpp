@@ -51,7 +51,8 @@ const CommandSyntax scanSyntax{
     .operands = "",
     .description = "The cleanup report: what can go, by category, with sizes, leaving out items below their "
                    "minimum.",
-    .options = {homeOption("looks at DIR instead of your home folder")},
+    .options = {homeOption("looks at DIR instead of your home folder"),
+                jsonOption("prints the listed items, each with its size, as a JSON array")},
     .needsOperands = false,
     .takesOperands = false,
 };
@@ -61,7 +62,8 @@ const CommandSyntax guardSyntax{
     .operands = "delete|trash|app PATH...",
     .description = "What the path guard says about deleting, trashing or trashing an application at each path: "
                    "'allowed' or 'refused: <reason>'.",
-    .options = {homeOption("judges as if DIR were the home folder")},
+    .options = {homeOption("judges as if DIR were the home folder"),
+                jsonOption("prints one object per path: path, allowed, reason")},
     .needsOperands = true,
     .takesOperands = true,
 };
@@ -73,7 +75,8 @@ const CommandSyntax cleanSyntax{
                    "freed, and adds the record to the history.",
     .options = {homeOption("cleans in DIR instead of your home folder"),
                 OptionSyntax{"--dry-run", "", "shows what would be cleaned and removes nothing"},
-                OptionSyntax{"--yes", "", "cleans without asking (needed when standard input is not a terminal)"}},
+                OptionSyntax{"--yes", "", "cleans without asking (needed when standard input is not a terminal)"},
+                jsonOption("prints the items, then what the clean did, as one JSON object")},
     .needsOperands = true,
     .takesOperands = true,
 };
@@ -293,7 +296,9 @@ std::string helpText(const std::vector<const CommandSyntax*>& commands)
 {
     std::string text = "Usage: tarno-cli COMMAND [OPTION...] [OPERAND...]\n"
                        "Tarno's cleanup and performance readings from a terminal. Text is for people; --json,\n"
-                       "where a command has it, is for scripts.\n"
+                       "where a command has it, is for scripts. File names are bytes: in JSON, valid UTF-8 is\n"
+                       "written as it is and each byte that is not, as the escape \\udcXX (XX the byte, as\n"
+                       "Python's \"surrogateescape\" reads it back).\n"
                        "\n"
                        "Commands:\n";
     for (const CommandSyntax* command : commands)

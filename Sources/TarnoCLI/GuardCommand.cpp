@@ -1,6 +1,7 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
+#include "JsonEncoding.hpp"
 
 #include "TarnoCore/Foundation/PathGuard.hpp"
 
@@ -39,13 +40,24 @@ int runGuard(const std::vector<std::string>& arguments)
 
     // The application's own guard: this home, and the system's Applications folder.
     const PathGuard guardian = PathGuard::forHome(homeFor(*parsed));
+    JsonEncoding::Json list = JsonEncoding::Json::array();
     for (auto path = parsed->operands.begin() + 1; path != parsed->operands.end(); ++path) {
         const PathGuard::Verdict verdict = (guardian.**check)(*path);
-        if (const auto* refused = std::get_if<PathGuard::Refused>(&verdict))
+        const auto* refused = std::get_if<PathGuard::Refused>(&verdict);
+        if (parsed->has("--json")) {
+            JsonEncoding::Json object = JsonEncoding::Json::object();
+            object["path"] = *path;
+            object["allowed"] = refused == nullptr;
+            object["reason"] = refused ? JsonEncoding::Json(refused->reason) : JsonEncoding::Json(nullptr);
+            list.push_back(std::move(object));
+        } else if (refused) {
             fmt::print("{}: refused: {}\n", *path, refused->reason);
-        else
+        } else {
             fmt::print("{}: allowed\n", *path);
+        }
     }
+    if (parsed->has("--json"))
+        JsonEncoding::print(list);
     return 0;
 }
 

@@ -1,6 +1,7 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
+#include "JsonEncoding.hpp"
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
@@ -36,7 +37,10 @@ int runHistory(const std::vector<std::string>& arguments)
     const CleanupHistory history(homeFor(*parsed));
     const std::vector<CleanupRecord> records = history.load();
     if (parsed->has("--json")) {
-        fmt::print("{}\n", CleanupHistory::encode(records));
+        JsonEncoding::Json list = JsonEncoding::Json::array();
+        for (const CleanupRecord& record : records)
+            list.push_back(JsonEncoding::encode(record));
+        JsonEncoding::print(list);
         return 0;
     }
 

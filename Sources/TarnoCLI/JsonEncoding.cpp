@@ -3,7 +3,114 @@
 
 #include <fmt/core.h>
 
+#include <cstdint>
+#include <cstdio>
+
 namespace tarno::cli::JsonEncoding {
+
+namespace {
+
+// The length of the valid UTF-8 sequence that starts text[at], or 0 when
+// there is none (overlong forms, surrogates and values past U+10FFFF are not valid).
+std::size_t validSequenceLength(std::string_view text, std::size_t at)
+{
+    const auto byte = [&](std::size_t offset) {
+        return at + offset < text.size() ? static_cast<unsigned char>(text[at + offset]) : 0;
+    };
+    const auto continuation = [&](std::size_t offset, unsigned char low = 0x80, unsigned char high = 0xBF) {
+        return byte(offset) >= low && byte(offset) <= high;
+    };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80)
+        return 1;
+    if (lead >= 0xC2 && lead <= 0xDF)
+        return continuation(1) ? 2 : 0;
+    if (lead >= 0xE0 && lead <= 0xEF) {
+        const unsigned char low = lead == 0xE0 ? 0xA0 : 0x80;
+        const unsigned char high = lead == 0xED ? 0x9F : 0xBF;
+        return continuation(1, low, high) && continuation(2) ? 3 : 0;
+    }
+    if (lead >= 0xF0 && lead <= 0xF4) {
+        const unsigned char low = lead == 0xF0 ? 0x90 : 0x80;
+        const unsigned char high = lead == 0xF4 ? 0x8F : 0xBF;
+        return continuation(1, low, high) && continuation(2) && continuation(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+void writeString(std::string_view text, std::string& out)
+{
+    out += '"';
+    for (std::size_t at = 0; at < text.size();) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const std::size_t length = validSequenceLength(text, at);
+        if (length == 0) {
+            out += fmt::format("\\u{:04x}", 0xDC00 + byte);
+            ++at;
+            continue;
+        }
+        switch (byte) {
+        case '"': out += "\\\""; break;
+        case '\\': out += "\\\\"; break;
+        case '\b': out += "\\b"; break;
+        case '\f': out += "\\f"; break;
+        case '\n': out += "\\n"; break;
+        case '\r': out += "\\r"; break;
+        case '\t': out += "\\t"; break;
+        default:
+            if (byte < 0x20)
+                out += fmt::format("\\u{:04x}", byte);
+            else
+                out.append(text.substr(at, length));
+        }
+        at += length;
+    }
+    out += '"';
+}
+
+// The same layout as the JSON library's own two-space indentation, with our strings.
+void writeValue(const Json& value, int depth, std::string& out)
+{
+    const std::string inner(static_cast<std::size_t>(depth + 1) * 2, ' ');
+    const std::string outer(static_cast<std::size_t>(depth) * 2, ' ');
+    if (value.is_object()) {
+        if (value.empty()) {
+            out += "{}";
+            return;
+        }
+        out += "{\n";
+        bool first = true;
+        for (const auto& [key, member] : value.items()) {
+            out += first ? "" : ",\n";
+            first = false;
+            out += inner;
+            writeString(key, out);
+            out += ": ";
+            writeValue(member, depth + 1, out);
+        }
+        out += "\n" + outer + "}";
+    } else if (value.is_array()) {
+        if (value.empty()) {
+            out += "[]";
+            return;
+        }
+        out += "[\n";
+        bool first = true;
+        for (const Json& element : value) {
+            out += first ? "" : ",\n";
+            first = false;
+            out += inner;
+            writeValue(element, depth + 1, out);
+        }
+        out += "\n" + outer + "]";
+    } else if (value.is_string()) {
+        writeString(value.get_ref<const std::string&>(), out);
+    } else {
+        out += value.dump();
+    }
+}
+
+} // namespace
 
 Json encode(const SizeResult& size)
 {
@@ -47,9 +154,57 @@ Json encode(const CleanupItem& item)
     return object;
 }
 
+Json encode(const CleanupItem& item, const SizeResult& size)
+{
+    Json object = encode(item);
+    object["size"] = encode(size);
+    return object;
+}
+
+Json encode(const CleanReport::Failure& failure)
+{
+    Json object = Json::object();
+    object["path"] = failure.path;
+    object["reason"] = failure.reason;
+    object["kind"] = failure.kind == CleanReport::Failure::Kind::refused ? "refused" : "failed";
+    return object;
+}
+
+Json encode(const CleanSummary& summary)
+{
+    Json failures = Json::array();
+    for (const CleanReport::Failure& failure : summary.failures)
+        failures.push_back(encode(failure));
+    Json object = Json::object();
+    object["freed"] = summary.freed;
+    object["trashed"] = summary.trashed;
+    object["insideDocker"] = summary.insideDocker;
+    object["failures"] = std::move(failures);
+    return object;
+}
+
+Json encode(const CleanupRecord& record)
+{
+    Json object = Json::object();
+    object["date"] = TextFormat::isoTimestamp(record.date);
+    object["source"] = record.source;
+    object["freedBytes"] = record.freedBytes;
+    object["items"] = record.items;
+    object["failures"] = record.failures;
+    return object;
+}
+
+std::string write(const Json& document)
+{
+    std::string out;
+    writeValue(document, 0, out);
+    return out;
+}
+
 void print(const Json& document)
 {
-    fmt::print("{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
+    const std::string text = write(document) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 } // namespace tarno::cli::JsonEncoding

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "TarnoCore/Cleanup/CleanSummary.hpp"
 #include "TarnoCore/Cleanup/CleanupItem.hpp"
+#include "TarnoCore/Cleanup/CleanupRecord.hpp"
 #include "TarnoCore/Foundation/SizeScanner.hpp"
 
 #include <nlohmann/json.hpp>
@@ -20,9 +22,26 @@ Json encode(const CleanupAction& action);
 // id, title, category, consequence, safety, action, requiresAdmin, minimumBytesToShow, knownBytes (or null).
 Json encode(const CleanupItem& item);
 
-// Prints the document, indented, and a new line. A file name is bytes, not
-// text: a byte that is not part of valid UTF-8 is written as U+FFFD, so a
-// name of any bytes prints instead of ending the program.
+// The item with its measured size under "size".
+Json encode(const CleanupItem& item, const SizeResult& size);
+
+// path, reason, kind ("refused" or "failed").
+Json encode(const CleanReport::Failure& failure);
+
+// freed, trashed, insideDocker, failures.
+Json encode(const CleanSummary& summary);
+
+// date (ISO 8601 UTC), source, freedBytes, items, failures.
+Json encode(const CleanupRecord& record);
+
+// The document as indented JSON text. A file name is bytes, not text, and
+// every string is written losslessly: valid UTF-8 as it is, and each byte
+// that is not part of valid UTF-8 as the lone escape \udcXX, XX being the
+// byte (U+DC80 to U+DCFF, the "surrogateescape" convention: Python gives the
+// bytes back with json.loads(text) and .encode("utf-8", "surrogateescape")).
+std::string write(const Json& document);
+
+// Writes the document and a new line to standard output.
 void print(const Json& document);
 
 } // namespace tarno::cli::JsonEncoding

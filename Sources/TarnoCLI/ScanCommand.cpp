@@ -2,6 +2,7 @@
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
 #include "ItemMeasurer.hpp"
+#include "JsonEncoding.hpp"
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Cleanup/CleanupCatalog.hpp"
@@ -15,7 +16,7 @@ namespace {
 
 struct ShownItem {
     const CleanupItem* item;
-    std::int64_t bytes;
+    const SizeResult* size;
 };
 
 struct CategoryGroup {
@@ -35,7 +36,7 @@ std::vector<CategoryGroup> groupShown(const std::vector<CleanupItem>& items, con
             continue;
         if (groups.empty() || groups.back().category != item.category)
             groups.push_back(CategoryGroup{item.category, {}, 0});
-        groups.back().rows.push_back(ShownItem{&item, sizes[index].bytes});
+        groups.back().rows.push_back(ShownItem{&item, &sizes[index]});
         groups.back().total += sizes[index].bytes;
     }
     return groups;
@@ -48,7 +49,7 @@ void printReport(const std::vector<CategoryGroup>& groups)
     for (const CategoryGroup& group : groups) {
         fmt::print("{} ({})\n", title(group.category), ByteFormat::string(group.total));
         for (const ShownItem& row : group.rows) {
-            fmt::print("  {}: {}, {}{}\n", row.item->title, ByteFormat::string(row.bytes),
+            fmt::print("  {}: {}, {}{}\n", row.item->title, ByteFormat::string(row.size->bytes),
                        TextFormat::safetyLabel(row.item->safety),
                        row.item->requiresAdmin ? ", needs an administrator" : "");
             fmt::print("    {}\n", row.item->consequence);
@@ -71,7 +72,14 @@ int runScan(const std::vector<std::string>& arguments)
     const std::vector<CleanupItem> items = CleanupCatalog::items(environmentFor(*parsed));
     const std::vector<SizeResult> sizes = ItemMeasurer::measureAll(items);
     const std::vector<CategoryGroup> groups = groupShown(items, sizes);
-    if (groups.empty())
+    if (parsed->has("--json")) {
+        JsonEncoding::Json list = JsonEncoding::Json::array();
+        for (const CategoryGroup& group : groups) {
+            for (const ShownItem& row : group.rows)
+                list.push_back(JsonEncoding::encode(*row.item, *row.size));
+        }
+        JsonEncoding::print(list);
+    } else if (groups.empty())
         fmt::print("Nothing to clean\nTarno found no caches or leftovers worth removing.\n");
     else
         printReport(groups);

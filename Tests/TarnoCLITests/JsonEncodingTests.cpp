@@ -71,5 +71,32 @@ TEST(JsonEncodingTests, ItemsUseTheRecordsFieldsInOrder)
     EXPECT_EQ(TextFormat::safetyLabel(Safety::review), "Your call");
 }
 
+TEST(JsonEncodingTests, StringsAreWrittenLosslesslyAndTheLayoutIsTheLibrarys)
+{
+    struct Case {
+        std::string bytes;
+        std::string written;
+    };
+    const std::vector<Case> cases = {
+        {"plain", R"("plain")"},
+        {"caf\xc3\xa9 \xf0\x9f\x93\xa6", "\"caf\xc3\xa9 \xf0\x9f\x93\xa6\""}, // valid UTF-8 stays as it is
+        {"caf\xe9", R"("caf\udce9")"},                                  // Latin-1
+        {"\xc0\xaf", R"("\udcc0\udcaf")"},                              // overlong slash
+        {"\xed\xa0\x80", R"("\udced\udca0\udc80")"},                   // a surrogate in UTF-8
+        {"\xf4\x90\x80\x80", R"("\udcf4\udc90\udc80\udc80")"},         // past U+10FFFF
+        {"end\xe2\x82", R"("end\udce2\udc82")"},                        // cut short
+        {"\xe2\x82\xac\x80", "\"\xe2\x82\xac\\udc80\""},                 // a stray continuation after a whole one
+        {std::string("a\0b\n\t\x07\x7f\"\\", 9), "\"a\\u0000b\\n\\t\\u0007\x7f\\\"\\\\\""},
+    };
+    for (const Case& testCase : cases)
+        EXPECT_EQ(JsonEncoding::write(Json(testCase.bytes)), testCase.written) << testCase.bytes;
+
+    Json document = Json::object();
+    document["list"] = Json::array({1, -2, 2.5, true, nullptr, Json::object(), Json::array()});
+    document["nested"] = Json::object({{"key", "value"}});
+    document["empty"] = Json::array();
+    EXPECT_EQ(JsonEncoding::write(document), document.dump(2));
+}
+
 } // namespace
 } // namespace tarno::cli

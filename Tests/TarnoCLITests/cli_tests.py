@@ -9,6 +9,7 @@ import os
 import re
 import signal
 import stat
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -193,11 +194,11 @@ class UsageTests(unittest.TestCase):
             ["catalog", "--verbose"],
             ["catalog", "--category", "Xcode"],
             ["catalog", "--category"],
-            ["scan", "--json"],
+            ["scan", "--measure"],
             ["guard"],
             ["guard", "delete"],
             ["guard", "remove", "/tmp/x"],
-            ["guard", "--json", "delete", "/tmp/x"],
+            ["guard", "--dry-run", "delete", "/tmp/x"],
             ["clean"],
             ["clean", "--dry-run"],
             ["clean", "--force", "xcode.derivedData"],
@@ -448,18 +449,6 @@ class CatalogTests(unittest.TestCase):
         from_home = [item for item in everything if item["action"]["paths"][0].startswith(self.home + "/")]
         self.assertEqual({item["category"] for item in from_home}, {"xcode", "android"})
 
-    def test_a_name_that_is_not_utf8_prints_instead_of_ending_the_program(self):
-        # A file name is bytes: a cache folder named in Latin-1 is still offered and printed.
-        write_file(os.path.join(self.home.encode(), b".cache", b"caf\xe9-app", b"blob"), 10)
-        for arguments in (["catalog", "--json"], ["catalog"], ["scan"]):
-            with self.subTest(arguments=arguments):
-                completed = subprocess.run([CLI, *arguments, "--home", self.home], capture_output=True, timeout=60)
-                self.assertEqual(completed.returncode, 0, completed.stderr)
-                self.assertNotIn(b"terminate", completed.stderr)
-        items = json.loads(run("catalog", "--json", "--home", self.home).stdout)
-        self.assertIn([self.home + "/.cache/caf\ufffd-app"],
-                      [item["action"]["paths"] for item in items if item["id"].startswith("cache.")])
-
     def test_scan_of_an_empty_home_has_nothing_to_clean(self):
         titles = [item["title"] for item in self.machine_wide_items()]
         by_option = run("scan", "--home", self.home)
@@ -474,6 +463,69 @@ class CatalogTests(unittest.TestCase):
             listed = [line.strip().split(":")[0] for line in completed.stdout.splitlines()
                       if line.startswith("  ") and not line.startswith("    ")]
             self.assertTrue(set(listed) <= set(titles), completed.stdout)
+
+
+class AnyFileNameTests(unittest.TestCase):
+    """A file name is bytes. Every --json output is valid UTF-8 and gives the
+    name back byte for byte through the "surrogateescape" convention."""
+
+    NAMES = [b"caf\xe9-app", b"line\nbreak", b"tab\tbell\x07", b"-dash \xed\xa0\x80 \xf0\x9f\x93\xa6"]
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-names-")
+        self.home = self.folder.name.encode()
+        self.caches = [os.path.join(self.home, b".cache", name) for name in self.NAMES]
+        for cache in self.caches:
+            # Above a cache's five-megabyte threshold, so that scan lists it.
+            write_file(os.path.join(cache, b"blob"), 5_001_000)
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def run_json(self, *arguments):
+        environment = dict(os.environ, HOME=self.home, XDG_DATA_HOME=os.path.join(self.home, b".local", b"share"))
+        completed = subprocess.run([CLI, *arguments, "--json"], capture_output=True, env=environment, timeout=60)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        return json.loads(completed.stdout.decode("utf-8"))
+
+    def assert_names_come_back(self, paths):
+        self.assertEqual(sorted(path.encode("utf-8", "surrogateescape") for path in paths), sorted(self.caches))
+
+    def cache_paths(self, items):
+        return [path for item in items if item["id"].startswith("cache.") for path in item["action"]["paths"]]
+
+    def test_every_verb_that_prints_a_name_gives_its_bytes_back(self):
+        self.assert_names_come_back(self.cache_paths(self.run_json("catalog")))
+        scanned = self.run_json("scan")
+        self.assert_names_come_back(self.cache_paths(scanned))
+        self.assertEqual(sorted(item["size"]["bytes"] for item in scanned if item["id"].startswith("cache.")),
+                         sorted(os.stat(os.path.join(cache, b"blob")).st_blocks * 512 for cache in self.caches))
+        verdicts = self.run_json("guard", "delete", *self.caches)
+        self.assert_names_come_back(verdicts[index]["path"] for index in range(len(verdicts)))
+        self.assertEqual({verdict["allowed"] for verdict in verdicts}, {True})
+
+        ids = [item["id"] for item in scanned if item["id"].startswith("cache.")]
+        cleaned = self.run_json("clean", "--yes", *ids)
+        self.assert_names_come_back(self.cache_paths(cleaned["items"]))
+        self.assertEqual(cleaned["summary"]["failures"], [])
+        self.assertFalse(any(os.path.exists(cache) for cache in self.caches))
+        # The history keeps titles as text for its reader: a byte that is not
+        # UTF-8 is stored as U+FFFD.
+        history = self.run_json("history")
+        self.assertEqual(history[0]["items"], [title.encode("utf-8", "surrogateescape").decode("utf-8", "replace")
+                                               for title in cleaned["cleaned"]])
+
+    def test_a_program_with_such_a_name_shows_in_processes(self):
+        program = os.path.join(self.home, self.NAMES[1] + b"\xff")
+        shutil.copy("/bin/sleep", program)
+        child = subprocess.Popen([program, "30"])
+        try:
+            sample = self.run_json("processes", "--samples", "1")
+        finally:
+            child.kill()
+            child.wait()
+        mine = [process for process in sample["processes"] if process["pid"] == child.pid]
+        self.assertEqual([process["path"].encode("utf-8", "surrogateescape") for process in mine], [program])
 
 
 class GuardTests(unittest.TestCase):
