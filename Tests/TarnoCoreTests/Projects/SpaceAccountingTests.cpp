@@ -1,0 +1,149 @@
+#include "TarnoCore/Projects/SpaceAccounting.hpp"
+
+#include "TarnoCore/Foundation/BulkWalker.hpp"
+
+#include "Support/MountNamespace.hpp"
+#include "Support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+namespace tarno {
+namespace {
+
+using test::TemporaryFolder;
+using Combinations = std::map<std::vector<std::int32_t>, std::int64_t>;
+
+const auto never = [] { return false; };
+
+std::int64_t allocated(const std::string& path)
+{
+    struct stat status {};
+    ::lstat(path.c_str(), &status);
+    return static_cast<std::int64_t>(status.st_blocks) * 512;
+}
+
+SpaceAccount measure(const std::vector<SpaceOwner>& owners, const std::vector<std::string>& caches = {})
+{
+    return SpaceAccounting::measure(owners, caches, {}, never);
+}
+
+TEST(SpaceAccountingTests, SharedDataCountsOnceAndOnlyWhenEveryHolderGoes)
+{
+    TemporaryFolder root;
+    const std::int64_t big = allocated(root.makeFile("a/own/big", 100'000));
+    const std::int64_t small = allocated(root.makeFile("a/small", 4'000));
+    const std::int64_t pair = allocated(root.makeFile("a/lib/pair", 80'000));
+    root.makeHardLink("a/lib/pair", "b/pair");
+    const std::int64_t triple = allocated(root.makeFile("a/lib/triple", 80'000));
+    root.makeHardLink("a/lib/triple", "b/triple");
+    root.makeHardLink("a/lib/triple", "not-an-owner/triple"); // keeps the data alive whatever goes
+    const std::int64_t twice = allocated(root.makeFile("b/deep/twice", 40'000));
+    root.makeHardLink("b/deep/twice", "b/deep/again"); // two links in one owner, one unit
+    const std::int64_t stored = allocated(root.makeFile("store/package", 50'000));
+    root.makeHardLink("store/package", "c/node_modules/package"); // linked from a package store
+    root.makeFile("c/vendor/excluded", 90'000);                    // someone else's
+    root.makeFile("c/empty");
+
+    const SpaceAccount account = measure(
+        {{root / "a", {}}, {root / "b", {}}, {root / "c", {root / "c/vendor"}}, {root / "missing", {}}},
+        {root / "store"});
+    EXPECT_EQ(account.apparent, (std::vector<std::int64_t>{big + small + pair + triple, pair + triple + twice,
+                                                            stored, 0}));
+    EXPECT_EQ(account.sharedOutside, (std::vector<std::int64_t>{triple, triple, stored, 0}));
+    EXPECT_EQ(account.combinations, (Combinations{{{0}, big + small}, {{0, 1}, pair}, {{1}, twice}}));
+
+    EXPECT_EQ(account.freed({}), 0);
+    EXPECT_EQ(account.freed({0}), big + small);
+    EXPECT_EQ(account.freed({1}), twice);
+    EXPECT_EQ(account.freed({0, 1}), big + small + pair + twice);
+    EXPECT_EQ(account.freed({0, 1, 2, 3}), big + small + pair + twice); // the cache and the outside link stay
+
+    // Without the store given as a cache, the link not met among the owners keeps the package alive.
+    const SpaceAccount withoutCache = measure({{root / "c", {root / "c/vendor"}}});
+    EXPECT_EQ(withoutCache.sharedOutside, (std::vector<std::int64_t>{stored}));
+    EXPECT_TRUE(withoutCache.combinations.empty());
+    EXPECT_EQ(measure({}), SpaceAccount{});
+
+    // Progress is the running count of entries seen, from several threads.
+    std::atomic<std::int64_t> mostSeen = 0;
+    (void)SpaceAccounting::measure({{root / "a", {}}, {root / "b", {}}}, {},
+                                   [&](std::int64_t seen) {
+                                       for (std::int64_t was = mostSeen; seen > was && !mostSeen.compare_exchange_weak(was, seen);) {
+                                       }
+                                   },
+                                   never);
+    EXPECT_EQ(mostSeen.load(), 11); // a: own small lib, big, pair triple; b: pair triple deep, twice again
+}
+
+// Copies made with a reflink share their data blocks; only btrfs and XFS make
+// them, so the test makes a small XFS volume in a mount namespace of its own.
+TEST(SpaceAccountingTests, ReflinkedCopiesArePricedLikeHardLinks)
+{
+    TemporaryFolder scratch;
+    const std::string image = scratch / "volume.img";
+    const std::string volume = scratch.makeFolder("volume");
+    const test::IsolatedRun run = test::runInOwnMountNamespace([&]() -> std::string {
+        if (std::system(("truncate -s 320M '" + image + "' && mkfs.xfs -q -f '" + image + "' >/dev/null 2>&1").c_str()) != 0)
+            return "skip: mkfs.xfs is not available";
+        if (std::system(("mount -o loop '" + image + "' '" + volume + "' 2>/dev/null").c_str()) != 0)
+            return "skip: no loop mount here";
+        TemporaryFolder root(volume);
+        const auto clone = [&](const std::string& from, const std::string& to) {
+            root.makeFolder(std::filesystem::path(to).parent_path().string().substr(root.path().size() + 1));
+            const int source = ::open(from.c_str(), O_RDONLY);
+            const int target = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const bool done = ::ioctl(target, FICLONE, source) == 0;
+            ::close(source);
+            ::close(target);
+            return done;
+        };
+        const std::int64_t shared = allocated(root.makeFile("a/node_modules/pkg/index.js", 100'000, 'a'));
+        const std::int64_t fromStore = allocated(root.makeFile("store/pkg/lib.js", 60'000, 's'));
+        root.makeFile("c/plain", 70'000, 'c');
+        if (!clone(root / "a/node_modules/pkg/index.js", root / "b/node_modules/pkg/index.js")
+            || !clone(root / "store/pkg/lib.js", root / "c/node_modules/lib.js"))
+            return "skip: this XFS makes no reflinks";
+
+        std::vector<std::uint64_t> identities;
+        BulkWalker::walk(root / "a/node_modules/pkg", [&](BulkFolder& folder) {
+            for (const BulkEntry& entry : folder.entries)
+                identities.push_back(entry.cloneID);
+            return true;
+        }, {});
+        BulkWalker::walk(root / "b/node_modules/pkg", [&](BulkFolder& folder) {
+            for (const BulkEntry& entry : folder.entries)
+                identities.push_back(entry.cloneID);
+            return true;
+        }, {});
+
+        const SpaceAccount account = SpaceAccounting::measure(
+            {{root / "a", {}}, {root / "b", {}}, {root / "c", {}}}, {root / "store"}, {}, never);
+        const std::int64_t plain = allocated(root / "c/plain");
+        std::string findings;
+        if (identities.size() != 2 || identities[0] == 0 || identities[0] != identities[1])
+            findings += "the two copies do not carry one clone identity; ";
+        if (account.combinations != Combinations{{{0, 1}, shared}, {{2}, plain}})
+            findings += "combinations are not the shared copy and c's own file; ";
+        if (account.sharedOutside != std::vector<std::int64_t>{0, 0, fromStore})
+            findings += "the store's clone is not shared outside; ";
+        if (account.freed({0}) != 0 || account.freed({0, 1}) != shared)
+            findings += "freed does not wait for both copies; ";
+        return findings;
+    });
+    if (!run.ran)
+        GTEST_SKIP() << run.reason;
+    if (run.output.starts_with("skip: "))
+        GTEST_SKIP() << run.output.substr(6);
+    EXPECT_EQ(run.output, "");
+}
+
+} // namespace
+} // namespace tarno
