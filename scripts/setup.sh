@@ -8,8 +8,8 @@ packages=(
   build-essential cmake ninja-build pkg-config git python3
   # core libraries
   libfmt-dev nlohmann-json3-dev libplist-dev
-  # tests and benchmarks (xfsprogs: a volume with reflinks for the clone tests)
-  libgtest-dev libgmock-dev libbenchmark-dev xfsprogs
+  # tests and benchmarks (xfsprogs, btrfs-progs: volumes with reflinks for the clone tests)
+  libgtest-dev libgmock-dev libbenchmark-dev xfsprogs btrfs-progs
   # Qt 6 for the application
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
   qt6-qpa-plugins libqt6svg6
