@@ -59,17 +59,6 @@ std::vector<std::string> unknownIDs(const std::vector<CleanupItem>& items, const
     return unknown;
 }
 
-std::string abbreviated(const std::string& path, const std::string& home)
-{
-    if (home.empty() || home == "/")
-        return path;
-    if (path == home)
-        return "~";
-    if (path.starts_with(home) && path[home.size()] == '/')
-        return "~" + path.substr(home.size());
-    return path;
-}
-
 std::string itemCount(std::size_t count)
 {
     return count == 1 ? "1 item" : fmt::format("{} items", count);
@@ -152,7 +141,7 @@ void printOutcome(const CleanupRun::Outcome& outcome, bool anyTrash, const std::
     if (!summary.failures.empty()) {
         fmt::print("Could not remove:\n");
         for (const CleanReport::Failure& failure : summary.failures)
-            fmt::print("  {}: {}\n", abbreviated(failure.path, home), failure.reason);
+            fmt::print("  {}: {}\n", TextFormat::withTilde(failure.path, home), failure.reason);
     }
     fmt::print("Freed {}.\n", ByteFormat::string(summary.freed));
     if (anyTrash)

@@ -130,6 +130,15 @@ std::optional<std::string> ParsedArguments::option(const std::string& name) cons
     return found->second;
 }
 
+std::vector<std::string> ParsedArguments::values(const std::string& name) const
+{
+    std::vector<std::string> found;
+    const auto [first, last] = options.equal_range(name);
+    for (auto value = first; value != last; ++value)
+        found.push_back(value->second);
+    return found;
+}
+
 const OptionSyntax* CommandSyntax::optionNamed(std::string_view optionName) const
 {
     const auto found = std::find_if(options.begin(), options.end(),
@@ -178,8 +187,9 @@ std::variant<ParsedArguments, UsageError> parse(const CommandSyntax& syntax, con
             value = arguments[++index];
         if (value.empty())
             return UsageError{fmt::format("option '{}' needs a value", name)};
-        if (!parsed.options.emplace(name, std::move(value)).second)
+        if (!option->repeatable && parsed.options.contains(name))
             return UsageError{fmt::format("option '{}' is given more than once", name)};
+        parsed.options.emplace(name, std::move(value));
     }
     if (syntax.needsOperands && parsed.operands.empty())
         return UsageError{"missing operand"};
@@ -278,7 +288,7 @@ std::string usageLine(const CommandSyntax& syntax)
 {
     std::string line = fmt::format("tarno-cli {}", syntax.name);
     for (const OptionSyntax& option : syntax.options)
-        line += fmt::format(" [{}]", optionWithValue(option));
+        line += fmt::format(" [{}]{}", optionWithValue(option), option.repeatable ? "..." : "");
     if (!syntax.operands.empty())
         line += fmt::format(" {}", syntax.operands);
     return line;

@@ -15,12 +15,13 @@ namespace tarno::cli {
 // and whether it was asked for its help instead.
 struct ParsedArguments {
     std::set<std::string> flags;
-    std::map<std::string, std::string> options;
+    std::multimap<std::string, std::string> options; // several values only for a repeatable option
     std::vector<std::string> operands;
     bool help = false;
 
     bool has(const std::string& flag) const { return flags.contains(flag); }
     std::optional<std::string> option(const std::string& name) const;
+    std::vector<std::string> values(const std::string& name) const; // in the order given
 
     bool operator==(const ParsedArguments&) const = default;
 };
@@ -31,6 +32,7 @@ struct OptionSyntax {
     std::string_view name;
     std::string_view value;
     std::string_view description;
+    bool repeatable = false; // may be given more than once, each time with a value
 
     bool takesValue() const { return !value.empty(); }
 };
