@@ -67,6 +67,7 @@ enum class Plant {
     linksOut,             // symbolic links from inside the item to every protected folder and canary
     hardLinksOut,         // hard links from inside the item to every canary
     bindMount,            // a protected folder bind-mounted inside the item
+    offeredIsBindMount,   // a protected folder or file bind-mounted on the offered path itself
     otherFileSystem,      // another file system mounted inside the item
     oddNames,             // newlines, bytes that are not UTF-8, leading dashes, 255-byte names, > PATH_MAX deep
     readOnlyFolder,       // a folder inside that its owner may not write
@@ -96,6 +97,7 @@ const std::vector<Shape>& shapes()
         {"hard links out", Plant::hardLinksOut},
         {"bind mount of Documents", Plant::bindMount, "home/Documents"},
         {"bind mount of .ssh", Plant::bindMount, "home/.ssh"},
+        {"offered path is a bind mount", Plant::offeredIsBindMount},
         {"another file system", Plant::otherFileSystem},
         {"odd names", Plant::oddNames},
         {"read-only folder", Plant::readOnlyFolder},
@@ -162,7 +164,7 @@ void writeFile(const std::string& path, const std::string& content)
 }
 
 // Exchanges two names in one step, so neither is ever missing.
-bool exchange(const std::string& one, const std::string& other)
+bool exchangeNames(const std::string& one, const std::string& other)
 {
     return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
 }
@@ -173,7 +175,7 @@ public:
     Swapper(std::string one, std::string other)
         : m_thread([this, one = std::move(one), other = std::move(other)] {
             while (!m_stop.load()) {
-                if (exchange(one, other))
+                if (exchangeNames(one, other))
                     m_swaps.fetch_add(1);
                 else
                     std::this_thread::yield();
@@ -251,6 +253,7 @@ struct Tally {
     int canaries = 0;
     int canariesLost = 0;
     int refusals = 0;
+    int swaps = 0; // exchanges the racing threads and the questions made
     std::map<std::string, std::string> skippedShapes; // shape → why
     std::vector<std::string> problems;
 };
@@ -340,8 +343,10 @@ private:
         const auto skip = [this](const std::string& path) {
             if (isInside(path, at("held")))
                 return true;
+            // A folder to be emptied stays itself, unless the shape moves it.
+            const bool keptItself = m_kind == ActionKind::empty && !m_swapsOffered;
             return std::any_of(m_confirmed.begin(), m_confirmed.end(), [&](const std::string& confirmed) {
-                return m_kind == ActionKind::empty ? path.starts_with(confirmed + "/") : isInside(path, confirmed);
+                return keptItself ? path.starts_with(confirmed + "/") : isInside(path, confirmed);
             });
         };
         const test::TreeSnapshot before = test::TreeSnapshot::of(m_root, skip);
@@ -349,7 +354,7 @@ private:
 
         const CleanReport report = clean(item, sizes, guardian);
         if (m_swapper)
-            m_swapper->stop();
+            m_tally.swaps += m_swapper->stop();
 
         for (const auto& [folder, content] : m_mountedCanaries) {
             const int file = ::openat(folder->get(), "theirs.txt", O_RDONLY | O_CLOEXEC);
@@ -432,8 +437,22 @@ private:
                 auto folder = std::make_unique<TreeRemoval::Descriptor>(::open(point.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
                 m_mountedCanaries.emplace_back(std::move(folder), "theirs");
             }
-            if (!moves)
+            if (!moves) {
                 expectAtHost(Expectation::Want::failedWith, "is a mount point");
+                m_mustGoToo.push_back(*host + "/beside-the-mount.txt");
+            }
+            return true;
+        }
+        case Plant::offeredIsBindMount: {
+            for (const std::string& path : paths) {
+                const bool folder = isRealFolder(path);
+                const std::string source = at(folder ? "home/Documents" : "home/.ssh/id_rsa");
+                if (::mount(source.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0)
+                    throw std::runtime_error(std::string("mount: ") + std::strerror(errno));
+                // A mount point cannot be renamed or unlinked; a folder that is one is never entered.
+                m_expected[path] = {Expectation::Want::failedWith,
+                                    folder && !moves ? "is a mount point" : "device or resource busy"};
+            }
             return true;
         }
         case Plant::oddNames: {
@@ -519,6 +538,7 @@ private:
                 m_swapFrom = {offered, partner};
             else
                 m_swapAt = {offered, partner};
+            m_swapsOffered = true;
             return true;
         }
         case Plant::swapBeforeEachFolder: {
@@ -606,8 +626,8 @@ private:
                 m_swapper = std::make_unique<Swapper>(m_swapFrom->first, m_swapFrom->second);
             int questions = 0;
             const auto isCancelled = [&] {
-                if (m_swapAt && ++questions == m_shape.question)
-                    exchange(m_swapAt->first, m_swapAt->second);
+                if (m_swapAt && ++questions == m_shape.question && exchangeNames(m_swapAt->first, m_swapAt->second))
+                    ++m_tally.swaps;
                 return pastTheDeadline();
             };
             const Cleaner cleaner{guardian};
@@ -641,6 +661,7 @@ private:
             fs::rename(folder, at("held/moved-" + std::to_string(++moved)), error);
             if (!error)
                 fs::create_directory_symlink(at(m_shape.target), folder, error);
+            m_tally.swaps += error ? 0 : 1;
         };
         std::vector<std::string> targets;
         for (const std::string& path : item.action.paths()) {
@@ -707,6 +728,9 @@ private:
             case Expectation::Want::failedWith:
                 if (!has(Failure::Kind::failed))
                     problem(shown + " has no failure saying \"" + expected.words + "\"");
+                for (const std::string& beside : m_mustGoToo)
+                    if (exists(beside))
+                        problem(beside.substr(m_root.size() + 1) + " is still there beside the failure");
                 break;
             case Expectation::Want::refusedWith:
                 if (!has(Failure::Kind::refused))
@@ -754,6 +778,8 @@ private:
     std::optional<std::pair<std::string, std::string>> m_swapAt;   // for the swap on a question
     std::unique_ptr<Swapper> m_swapper;
     bool m_throughHook = false;
+    bool m_swapsOffered = false;
+    std::vector<std::string> m_mustGoToo; // beside what fails, in the same item
     const std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
 };
 
@@ -798,7 +824,7 @@ std::string runAllCases(const std::string& base)
     text << tally.cases << " cases run, " << tally.canariesLost << " canaries lost, " << tally.refusals
          << " refusals\n";
     text << ids.size() << " offered items × " << shapes().size() << " shapes; " << tally.canaries
-         << " canaries checked\n";
+         << " canaries checked; " << tally.swaps << " folders swapped for links mid-removal\n";
     for (const auto& [shape, reason] : tally.skippedShapes)
         text << "skipped: " << shape << ": " << reason << "\n";
     for (const std::string& line : tally.problems)
