@@ -9,7 +9,6 @@ using namespace std::string_view_literals;
 
 // The files of a busy Linux home, relative to it: something for nearly every
 // rule of the catalog to offer, with the user's own files and keys beside them.
-// The big disk image is the only download past the Downloads rule's minimum.
 inline constexpr std::array busyLinuxHomeFiles = {
     ".npm/_cacache/x"sv, ".npm/_logs/x"sv, ".cache/yarn/x"sv, ".yarn/berry/cache/x"sv,
     ".cache/puppeteer/chrome/x"sv, ".cache/ms-playwright/x"sv, ".cache/node-gyp/x"sv, ".cache/typescript/x"sv,
@@ -24,8 +23,5 @@ inline constexpr std::array busyLinuxHomeFiles = {
     ".cache/Google/AndroidStudio2024.2/x"sv, ".gradle/caches/x"sv, ".local/share/kraftkit/runtime/oci/x"sv,
     ".local/share/keyrings/login.keyring"sv, ".ssh/id_ed25519"sv, "Documents/letter.txt"sv,
 };
-
-inline constexpr std::string_view busyLinuxHomeBigDownload = "Downloads/big.iso";
-inline constexpr std::size_t busyLinuxHomeBigDownloadBytes = 21'000'000;
 
 } // namespace tarno::test
