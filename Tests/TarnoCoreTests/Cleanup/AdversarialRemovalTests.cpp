@@ -27,7 +27,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -705,8 +704,6 @@ private:
             ++m_tally.refusals;
             if (failure.reason.empty())
                 problem("a failure without words at " + failure.path);
-            if (failure.kind != Failure::Kind::refused && failure.kind != Failure::Kind::failed)
-                problem("a failure of no known kind at " + failure.path);
             if (std::none_of(paths.begin(), paths.end(), [&](const std::string& path) { return isInside(failure.path, path); }))
                 problem("a failure outside the item: " + failure.path);
         }
@@ -842,8 +839,10 @@ TEST(AdversarialRemovalTests, EveryOfferedItemAgainstEveryHostileShapeLosesNoCan
     const test::TemporaryFolder base;
     const auto started = std::chrono::steady_clock::now();
     const test::IsolatedRun run = test::runInOwnMountNamespace([&] { return runAllCases(base.path()); });
-    if (!run.ran)
+    // Without the right to mount there is nothing to run; a child that died is a fault.
+    if (!run.ran && run.reason.starts_with("no private mount namespace"))
         GTEST_SKIP() << run.reason;
+    ASSERT_TRUE(run.ran) << run.reason;
     const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
 
     std::istringstream lines(run.output);
