@@ -73,7 +73,8 @@ Outcome remove(const std::string& path,
                const std::function<bool()>& isCancelled = {},
                const FolderHook& beforeOpeningFolder = {});
 
-// The names in the folder at `path`, sorted, without "." and "..".
+// The names in the folder at `path`, sorted, without "." and "..". A folder
+// that is a mount point gives a failure, as a removal that meets one does.
 struct Listing {
     std::vector<std::string> names;
     std::optional<std::string> failure; // words for the user

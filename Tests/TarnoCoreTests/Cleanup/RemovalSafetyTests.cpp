@@ -8,7 +8,6 @@
 #include "TarnoCore/Platform/TreeRemoval.hpp"
 
 #include "Support/GitRepository.hpp"
-#include "Support/MountNamespace.hpp"
 #include "Support/FileChecks.hpp"
 #include "Support/ScopedEnvironment.hpp"
 #include "Support/TemporaryFolder.hpp"
@@ -21,7 +20,6 @@
 #include <map>
 #include <set>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 
 namespace tarno {
@@ -195,31 +193,6 @@ TEST_F(RemovalSafetyTest, EveryActionLeavesEveryCanaryAndRemovesOnlyWhatItWasGiv
     EXPECT_TRUE(fs::is_symlink(root / trash + "files/trash-link"));
 }
 
-TEST_F(RemovalSafetyTest, AFolderSwappedForALinkDuringTheRemovalIsNotFollowed)
-{
-    root.makeFile("home/Library/Caches/deep/a/one", 1);
-    root.makeFile("home/Library/Caches/deep/sub/two", 1);
-    root.makeFile("home/Library/Caches/deep/z/three", 1);
-    const std::string deep = home() + "/Library/Caches/deep";
-    const std::string moved = home() + "/Library/Caches/moved";
-    int swaps = 0;
-
-    const auto outcome = TreeRemoval::remove(deep, {}, [&](const std::string& folder) {
-        if (folder != deep + "/sub")
-            return;
-        ++swaps;
-        fs::rename(folder, moved);
-        fs::create_directory_symlink(home() + "/Documents", folder);
-    });
-
-    EXPECT_EQ(swaps, 1);
-    EXPECT_EQ(outcome, TreeRemoval::Outcome{});
-    EXPECT_FALSE(exists(deep));
-    // Out of the tree before it could be reached: not the removal's to take.
-    EXPECT_EQ(contentsOf(moved + "/two"), "x");
-    expectCanariesIntact();
-}
-
 TEST_F(RemovalSafetyTest, APathSwappedForALinkAfterTheGuardIsNotFollowed)
 {
     const std::string caches = home() + "/Library/Caches";
@@ -253,46 +226,6 @@ TEST_F(RemovalSafetyTest, APathSwappedForALinkAfterTheGuardIsNotFollowed)
     EXPECT_EQ(TreeRemoval::listFolder(caches + "/p/x").failure, stopped("p").reason);
     expectCanariesIntact();
     EXPECT_FALSE(exists(home() + "/.local/share/Trash/info/notes.txt.trashinfo"));
-}
-
-TEST_F(RemovalSafetyTest, MountPointsAreNeverEntered)
-{
-    root.makeFile("home/Library/Caches/bound/mine.txt", 1);
-    root.makeFolder("home/Library/Caches/bound/docs");
-    root.makeFile("home/Library/Caches/volume/mine.txt", 1);
-    root.makeFolder("home/Library/Caches/volume/disk");
-    root.makeFolder("home/Library/Caches/whole");
-    const std::string caches = home() + "/Library/Caches";
-    const Cleaner cleaner{guardian};
-
-    const auto run = test::runInOwnMountNamespace([&] {
-        const std::string docs = home() + "/Documents";
-        if (::mount(docs.c_str(), (caches + "/bound/docs").c_str(), nullptr, MS_BIND, nullptr) != 0
-            || ::mount(docs.c_str(), (caches + "/whole").c_str(), nullptr, MS_BIND, nullptr) != 0
-            || ::mount("tmpfs", (caches + "/volume/disk").c_str(), "tmpfs", 0, "size=1m") != 0)
-            return std::string("no mount");
-        std::ofstream(caches + "/volume/disk/theirs.txt") << "theirs";
-        std::string text;
-        for (const std::string& item : {caches + "/bound", caches + "/volume", caches + "/whole"}) {
-            const auto report = cleaner.perform(CleanupAction::Delete{{item}});
-            text += std::to_string(report.removed);
-            for (const auto& failure : report.failures)
-                text += " " + failure.reason;
-            text += "\n";
-        }
-        text += contentsOf(caches + "/volume/disk/theirs.txt") + "\n";
-        return text;
-    });
-    if (!run.ran || run.output == "no mount")
-        GTEST_SKIP() << (run.ran ? run.output : run.reason);
-
-    EXPECT_EQ(run.output, "0 cannot remove " + caches + "/bound/docs: is a mount point\n" + "0 cannot remove " + caches
-                              + "/volume/disk: is a mount point\n" + "0 is a mount point\n" + "theirs\n");
-    // What lay beside the mount points went; the mount points stayed.
-    EXPECT_FALSE(exists(caches + "/bound/mine.txt"));
-    EXPECT_FALSE(exists(caches + "/volume/mine.txt"));
-    EXPECT_TRUE(exists(caches + "/bound/docs"));
-    expectCanariesIntact();
 }
 
 } // namespace

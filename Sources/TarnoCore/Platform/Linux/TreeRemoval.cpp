@@ -364,6 +364,15 @@ Listing listFolder(const std::string& path)
     if (!folder)
         return {{}, errno == ELOOP ? std::string("is a symbolic link") : errorWords(errno)};
     int error = 0;
+    // The names of a mount point belong to another file system, perhaps a
+    // protected folder bound there: emptying it would remove them, and
+    // removal never enters another file system.
+    const auto self = entryAt(folder.get(), "", error);
+    const auto above = self ? entryAt(parent.folder.get(), "", error) : std::nullopt;
+    if (!self || !above)
+        return {{}, errorWords(error)};
+    if (isAnotherFileSystem(*self, *above))
+        return {{}, std::string("is a mount point")};
     auto names = namesIn(folder.get(), error);
     if (!names)
         return {{}, errorWords(error)};
