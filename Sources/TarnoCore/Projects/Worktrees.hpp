@@ -42,8 +42,8 @@ const std::map<std::string, std::string>& quietly();
 std::vector<std::string> paths(const std::string& repository);
 
 // Every linked worktree inspected, by path. `generated` gives the artifact
-// paths found inside a worktree. Blocks on git and the GitHub CLI, several
-// worktrees at a time.
+// paths found inside a worktree; it is called from several threads at once.
+// Blocks on git and the GitHub CLI, several worktrees at a time.
 std::vector<Worktree> list(const std::string& repository,
                            const std::function<std::vector<std::string>(const std::string&)>& generated);
 
