@@ -21,6 +21,10 @@ std::string xcrun();
 
 std::string git();
 
+// The GitHub command-line tool, in the order to try: Homebrew on Apple silicon
+// and Intel, then the Linux package.
+std::vector<std::string> ghCandidates();
+
 // polkit's way of running a command as the administrator.
 std::string pkexec();
 

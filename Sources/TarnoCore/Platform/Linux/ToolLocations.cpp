@@ -36,6 +36,11 @@ std::string git()
     return "/usr/bin/git";
 }
 
+std::vector<std::string> ghCandidates()
+{
+    return {"/opt/homebrew/bin/gh", "/usr/local/bin/gh", "/usr/bin/gh"};
+}
+
 std::string pkexec()
 {
     return "/usr/bin/pkexec";
