@@ -122,6 +122,20 @@ const CommandSyntax processesSyntax{
     .takesOperands = false,
 };
 
+const CommandSyntax projectsSyntax{
+    .name = "projects",
+    .operands = "[ROOT...]",
+    .description = "Build output and git worktrees under the roots (the usual project folders without any), each "
+                   "with its apparent size and what deleting it alone really frees, files shared between folders "
+                   "counted once.",
+    .options = {homeOption("judges and finds package stores as if DIR were the home folder"),
+                OptionSyntax{"--select", "PATH", "also prints what deleting all the selected rows together frees",
+                             true},
+                jsonOption("prints the rows as a JSON object: artifacts, worktrees, and selectedBytes with --select")},
+    .needsOperands = false,
+    .takesOperands = true,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);

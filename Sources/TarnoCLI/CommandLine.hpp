@@ -58,6 +58,7 @@ extern const CommandSyntax historySyntax;
 extern const CommandSyntax memorySyntax;
 extern const CommandSyntax diskSyntax;
 extern const CommandSyntax processesSyntax;
+extern const CommandSyntax projectsSyntax;
 
 // Why a command line does not fit its command's grammar, in a few words.
 struct UsageError {

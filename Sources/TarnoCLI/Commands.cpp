@@ -44,6 +44,7 @@ const std::vector<Command>& commands()
         {&measureSyntax, runMeasure}, {&catalogSyntax, runCatalog}, {&scanSyntax, runScan},
         {&guardSyntax, runGuard},     {&cleanSyntax, runClean},     {&historySyntax, runHistory},
         {&memorySyntax, runMemory},   {&diskSyntax, runDisk},       {&processesSyntax, runProcesses},
+        {&projectsSyntax, runProjects},
     };
     return all;
 }

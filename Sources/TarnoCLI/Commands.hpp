@@ -17,6 +17,7 @@ int runHistory(const std::vector<std::string>& arguments);
 int runMemory(const std::vector<std::string>& arguments);
 int runDisk(const std::vector<std::string>& arguments);
 int runProcesses(const std::vector<std::string>& arguments);
+int runProjects(const std::vector<std::string>& arguments);
 
 // A command: its grammar and what runs it.
 struct Command {

@@ -18,7 +18,7 @@ import urllib.parse
 
 CLI = None
 
-COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes"]
+COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -826,6 +826,79 @@ class HistoryTests(unittest.TestCase):
         self.write_history([{"date": "2024-05-01T09:30:00Z", "source": "Cleanup", "freedBytes": 10}])
         completed = run("history", home=self.home)
         self.assertEqual((completed.returncode, completed.stdout), (0, "No cleanups yet.\n"), completed.stderr)
+
+
+class ProjectsTests(unittest.TestCase):
+    """A repository with a finished linked worktree beside it, and two projects sharing a hard-linked package."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-projects-")
+        self.home = self.folder.name
+        self.app = os.path.join(self.home, "code", "app")
+        self.site = os.path.join(self.home, "code", "site")
+        self.done = os.path.join(self.home, "elsewhere", "app-done")
+        git_environment = dict(os.environ, GIT_CONFIG_NOSYSTEM="1", GIT_CONFIG_GLOBAL="/dev/null",
+                               GIT_AUTHOR_NAME="T", GIT_AUTHOR_EMAIL="t@example.invalid",
+                               GIT_COMMITTER_NAME="T", GIT_COMMITTER_EMAIL="t@example.invalid")
+
+        def git(*arguments, cwd):
+            subprocess.run(["git", *arguments], cwd=cwd, env=git_environment, check=True, capture_output=True)
+
+        os.makedirs(self.app)
+        git("init", "-q", "-b", "main", cwd=self.app)
+        for name, text in (("package.json", "{}"), (".gitignore", "node_modules/\n")):
+            with open(os.path.join(self.app, name), "w") as out:
+                out.write(text)
+        git("add", ".", cwd=self.app)
+        git("commit", "-q", "-m", "start", cwd=self.app)
+        git("worktree", "add", "-q", "-b", "done", self.done, cwd=self.app)
+        self.own = write_file(os.path.join(self.app, "node_modules", "own.js"), 60_000)
+        self.shared = write_file(os.path.join(self.app, "node_modules", "shared.js"), 40_000)
+        write_file(os.path.join(self.site, "package.json"), 2)
+        os.makedirs(os.path.join(self.site, "node_modules"))
+        os.link(self.shared, os.path.join(self.site, "node_modules", "shared.js"))
+        self.done_modules = write_file(os.path.join(self.done, "node_modules", "m.js"), 50_000)
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def projects(self, *arguments):
+        return run("projects", "--home", self.home, *arguments, os.path.join(self.home, "code"))
+
+    def test_rows_come_with_what_deleting_them_frees(self):
+        completed = self.projects("--json")
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        scan = json.loads(completed.stdout)
+        blocks = lambda path: os.stat(path).st_blocks * 512
+        artifacts = {row["path"]: row for row in scan["artifacts"]}
+        self.assertEqual(sorted(artifacts), [os.path.join(self.app, "node_modules"),
+                                             os.path.join(self.site, "node_modules")])
+        app = artifacts[os.path.join(self.app, "node_modules")]
+        self.assertEqual((app["kind"]["label"], app["projectPath"]), ("Node packages", self.app))
+        self.assertEqual((app["apparentBytes"], app["realBytes"]),
+                         (blocks(self.own) + blocks(self.shared), blocks(self.own)))
+
+        [row] = scan["worktrees"]
+        self.assertEqual(row["worktree"]["path"], self.done)
+        self.assertEqual(row["worktree"]["state"], {"kind": "merged", "into": "main"})
+        self.assertEqual(row["worktree"]["summary"], "Merged into main")
+        self.assertEqual(row["generated"], [os.path.join(self.done, "node_modules")])
+        self.assertGreaterEqual(row["realBytes"], blocks(self.done_modules))
+        self.assertNotIn("selectedBytes", scan)
+
+        both = json.loads(self.projects("--json", "--select", os.path.join(self.app, "node_modules"),
+                                        "--select", os.path.join(self.site, "node_modules")).stdout)
+        self.assertEqual(both["selectedBytes"], sum(row["realBytes"] for row in artifacts.values())
+                         + blocks(self.shared))
+
+        text = self.projects("--select", os.path.join(self.app, "node_modules"))
+        self.assertEqual(text.returncode, 0, text.stderr)
+        self.assertIn("~/code/app/node_modules: ", text.stdout)
+        self.assertRegex(text.stdout, r"\nDeleting the selected row frees [0-9.]+ [A-Za-z]+\.\n$")
+
+        unknown = self.projects("--select", self.home)
+        self.assertEqual((unknown.returncode, unknown.stdout), (2, ""))
+        self.assertIn("no row of this scan", unknown.stderr)
 
 
 class MemoryAndDiskTests(unittest.TestCase):
