@@ -66,7 +66,7 @@ public:
     std::int64_t bootTime() const;
 
     // The readers of those files, for text already read. What does not parse
-    // is absent.
+    // is absent, and a figure that is negative or too large counts as absent.
 
     // A /proc/<pid>/stat line.
     static std::optional<Status> parseStat(std::string_view text);

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <limits>
 #include <string_view>
 #include <unordered_set>
 
@@ -93,9 +94,11 @@ std::optional<std::int64_t> kilobytesField(std::string_view contents, std::strin
         std::string_view line = contents.substr(position, end - position);
         if (line.starts_with(key)) {
             line.remove_prefix(key.size());
-            if (const auto kilobytes = parseNumber<std::int64_t>(nextField(line)))
-                return *kilobytes * 1024;
-            return std::nullopt;
+            const auto kilobytes = parseNumber<std::int64_t>(nextField(line));
+            // The kernel never writes a negative size or one past 64 bits of bytes.
+            if (!kilobytes || *kilobytes < 0 || *kilobytes > std::numeric_limits<std::int64_t>::max() / 1024)
+                return std::nullopt;
+            return *kilobytes * 1024;
         }
         position = end + 1;
     }
@@ -202,7 +205,11 @@ std::optional<std::int64_t> ProcessTable::memoryBytes(std::int32_t pid) const
 
 std::int64_t ProcessTable::rollupMemoryBytes(std::string_view smapsRollup)
 {
-    return kilobytesField(smapsRollup, "Pss:").value_or(0) + kilobytesField(smapsRollup, "SwapPss:").value_or(0);
+    std::int64_t total = 0;
+    if (__builtin_add_overflow(kilobytesField(smapsRollup, "Pss:").value_or(0),
+                               kilobytesField(smapsRollup, "SwapPss:").value_or(0), &total))
+        return 0;
+    return total;
 }
 
 std::int64_t ProcessTable::anonymousMemoryBytes(std::string_view status)
