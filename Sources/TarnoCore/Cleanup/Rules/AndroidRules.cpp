@@ -61,8 +61,9 @@ std::optional<std::string> avdSystemImage(std::string_view configuration)
 {
     for (const std::string_view line : nonEmptyLines(configuration)) {
         const std::vector<std::string_view> parts = keyAndValue(line);
+        // A blank value names no image; below the SDK it would name the SDK itself.
         if (parts.size() == 2 && parts[0] == "image.sysdir.1")
-            return std::string(parts[1]);
+            return parts[1].empty() ? std::nullopt : std::optional<std::string>(parts[1]);
     }
     return std::nullopt;
 }
