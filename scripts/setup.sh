@@ -10,6 +10,8 @@ packages=(
   libfmt-dev nlohmann-json3-dev libplist-dev
   # tests and benchmarks (xfsprogs, btrfs-progs: volumes with reflinks for the clone tests)
   libgtest-dev libgmock-dev libbenchmark-dev xfsprogs btrfs-progs
+  # the fuzz targets: clang with libFuzzer and the sanitizers' runtimes
+  clang libclang-rt-14-dev
   # Qt 6 for the application
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
   qt6-qpa-plugins libqt6svg6

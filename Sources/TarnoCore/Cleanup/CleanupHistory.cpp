@@ -99,7 +99,14 @@ std::optional<std::chrono::system_clock::time_point> isoDate(std::string_view te
     if (parts.tm_year != asGiven.tm_year || parts.tm_mon != asGiven.tm_mon || parts.tm_mday != asGiven.tm_mday
         || parts.tm_hour != asGiven.tm_hour || parts.tm_min != asGiven.tm_min || parts.tm_sec != asGiven.tm_sec)
         return std::nullopt;
-    return std::chrono::system_clock::from_time_t(instant - offsetSeconds);
+    // The clock counts nanoseconds in 64 bits, about 1678 to 2262: a date
+    // beyond that cannot be held, and converting it would overflow.
+    using Clock = std::chrono::system_clock;
+    const std::int64_t seconds = static_cast<std::int64_t>(instant) - offsetSeconds;
+    if (seconds < std::chrono::floor<std::chrono::seconds>(Clock::time_point::min()).time_since_epoch().count() + 1
+        || seconds > std::chrono::floor<std::chrono::seconds>(Clock::time_point::max()).time_since_epoch().count())
+        return std::nullopt;
+    return Clock::time_point(std::chrono::seconds(seconds));
 }
 
 // ---- Records as JSON --------------------------------------------------------

@@ -50,6 +50,11 @@ std::optional<Dictionary> readDictionary(const std::string& path)
         return std::nullopt;
     std::ifstream in(path, std::ios::binary);
     const std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return dictionaryFromData(data);
+}
+
+std::optional<Dictionary> dictionaryFromData(std::string_view data)
+{
     if (data.empty() || data.size() > std::numeric_limits<std::uint32_t>::max())
         return std::nullopt;
     plist_t root = nullptr;

@@ -11,10 +11,14 @@ namespace {
 using Platform::MemoryInfo::Fields;
 using Platform::MemoryInfo::PressureStall;
 
+// No machine has an exbibyte of memory; a larger figure comes from a made-up
+// file and is held there, so that the sums below cannot overflow.
+constexpr std::int64_t largestField = std::int64_t{1} << 60;
+
 std::int64_t field(const Fields& meminfo, std::string_view name)
 {
     const auto found = meminfo.find(name);
-    return found != meminfo.end() ? found->second : 0;
+    return found != meminfo.end() ? std::clamp<std::int64_t>(found->second, 0, largestField) : 0;
 }
 
 std::int64_t sum(const Fields& meminfo, std::initializer_list<std::string_view> names)
@@ -28,11 +32,10 @@ std::int64_t sum(const Fields& meminfo, std::initializer_list<std::string_view> 
 int freePercent(const Fields& meminfo)
 {
     const std::int64_t total = field(meminfo, "MemTotal");
-    const auto available = meminfo.find("MemAvailable");
     // A machine that cannot be read never looks tight.
-    if (total <= 0 || available == meminfo.end())
+    if (total <= 0 || !meminfo.contains("MemAvailable"))
         return 100;
-    const std::int64_t clamped = std::clamp<std::int64_t>(available->second, 0, total);
+    const std::int64_t clamped = std::min(field(meminfo, "MemAvailable"), total);
     return static_cast<int>(static_cast<double>(clamped) * 100.0 / static_cast<double>(total));
 }
 

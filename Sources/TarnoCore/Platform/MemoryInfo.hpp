@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // The kernel's memory counters and pressure stall figures, read from a procfs
 // root so that tests can point it at made-up files.
@@ -16,6 +17,9 @@ namespace tarno::Platform::MemoryInfo {
 using Fields = std::map<std::string, std::int64_t, std::less<>>;
 
 Fields meminfo(const std::string& procRoot);
+
+// The same for the text of a meminfo file.
+Fields parseMeminfo(std::string_view text);
 
 // The averages of <procRoot>/pressure/memory, in percent of wall time over the
 // last 10 and 60 seconds. `some`: at least one task waited for memory; `full`:
@@ -33,5 +37,8 @@ struct PressureStall {
 // one booted with psi=0) or the `some` line cannot be read. A missing `full`
 // line reads as zeros.
 std::optional<PressureStall> pressureStall(const std::string& procRoot);
+
+// The same for the text of a pressure file.
+std::optional<PressureStall> parsePressureStall(std::string_view text);
 
 } // namespace tarno::Platform::MemoryInfo

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace tarno::Platform {
@@ -62,6 +64,27 @@ public:
 
     // The boot time in seconds since 1970 ("btime" of <root>/stat); 0 when unreadable.
     std::int64_t bootTime() const;
+
+    // The readers of those files, for text already read. What does not parse
+    // is absent, and a figure that is negative or too large counts as absent.
+
+    // A /proc/<pid>/stat line.
+    static std::optional<Status> parseStat(std::string_view text);
+
+    // Pss plus SwapPss of a smaps_rollup, in bytes.
+    static std::int64_t rollupMemoryBytes(std::string_view smapsRollup);
+
+    // RssAnon of a status file, in bytes.
+    static std::int64_t anonymousMemoryBytes(std::string_view status);
+
+    // The NUL-separated arguments of a cmdline file.
+    static std::vector<std::string> parseArguments(std::string_view cmdline);
+
+    // The sockets of a net/tcp or net/tcp6 table whose inode is in `inodes`.
+    static std::vector<TCPSocket> parseTCPTable(std::string_view table, const std::unordered_set<std::uint64_t>& inodes);
+
+    // "btime" of /proc/stat; 0 when there is none.
+    static std::int64_t parseBootTime(std::string_view stat);
 
 private:
     std::string m_root;

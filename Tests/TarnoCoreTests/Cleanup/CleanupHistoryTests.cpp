@@ -189,6 +189,22 @@ TEST(CleanupHistoryTests, ARecordMissingAnyKeyOrOfTheWrongKindMakesTheFileUndeco
     EXPECT_EQ(history.totalFreed(), 0);
 }
 
+TEST(CleanupHistoryTests, ADateTheClockCannotHoldMakesTheFileUndecodableAndOneItCanRoundTrips)
+{
+    const auto withDate = [](const std::string& date) {
+        return R"([{"date": ")" + date + R"(", "source": "C", "freedBytes": 1, "items": [], "failures": 0}])";
+    };
+    // The clock counts nanoseconds in 64 bits: from 1677-09-21T00:12:44Z to 2262-04-11T23:47:16Z.
+    for (const std::string date : {"0000-01-01T00:30:00+01:00", "1600-01-01T00:00:00Z", "1677-09-21T00:12:43Z",
+                                   "2262-04-11T23:47:17Z", "2262-04-12T00:00:00-01:00", "9999-12-31T23:59:59Z"})
+        EXPECT_FALSE(CleanupHistory::decode(withDate(date))) << date;
+    for (const std::string date : {"1677-09-21T00:12:44Z", "1970-01-01T00:00:00Z", "2262-04-11T23:47:16Z"}) {
+        const std::optional<std::vector<CleanupRecord>> records = CleanupHistory::decode(withDate(date));
+        ASSERT_TRUE(records) << date;
+        EXPECT_EQ(CleanupHistory::decode(CleanupHistory::encode(*records)), records) << date;
+    }
+}
+
 TEST(CleanupHistoryTests, AppendKeepsEveryFileThatDoesNotDecodeUnderItsOwnDatedName)
 {
     test::TemporaryFolder home;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
 
 #include <sys/stat.h>
 
@@ -104,6 +105,24 @@ TEST(ProcessTable, MemoryIsProportionalWithSwapAndFallsBackToAnonymousMemory)
     EXPECT_EQ(table.memoryBytes(21), 2048 * 1024);
     EXPECT_EQ(table.memoryBytes(22), 0);
     EXPECT_EQ(table.memoryBytes(23), std::nullopt) << "a process that is gone";
+}
+
+TEST(ProcessTable, NegativeOrOverlargeMemoryFiguresCountAsAbsent)
+{
+    const std::string max = "9223372036854775807";
+    const std::string largest = std::to_string(std::numeric_limits<std::int64_t>::max() / 1024);
+    const std::vector<std::pair<std::string, std::int64_t>> rollups = {
+        {"Pss: 10 kB\nSwapPss: 2 kB\n", 12 * 1024},
+        {"Pss: -10 kB\nSwapPss: 2 kB\n", 2 * 1024},
+        {"Pss: " + max + " kB\nSwapPss: 2 kB\n", 2 * 1024},
+        {"Pss: " + largest + " kB\n", std::numeric_limits<std::int64_t>::max() / 1024 * 1024},
+        {"Pss: " + largest + " kB\nSwapPss: " + largest + " kB\n", 0},
+    };
+    for (const auto& [text, bytes] : rollups)
+        EXPECT_EQ(ProcessTable::rollupMemoryBytes(text), bytes) << text;
+    EXPECT_EQ(ProcessTable::anonymousMemoryBytes("RssAnon: -1 kB\n"), 0);
+    EXPECT_EQ(ProcessTable::anonymousMemoryBytes("RssAnon: " + max + " kB\n"), 0);
+    EXPECT_EQ(ProcessTable::anonymousMemoryBytes("RssAnon: 3 kB\n"), 3 * 1024);
 }
 
 TEST(ProcessTable, ArgumentsFoldersAndExecutable)

@@ -66,6 +66,27 @@ TEST(SystemStatsTests, MeminfoFieldsMapToTheSnapshotsFields)
     EXPECT_EQ(memory.used(), memory.app + memory.wired + memory.compressed);
 }
 
+TEST(SystemStatsTests, FiguresTooLargeForAnyMachineAreHeldSoTheSumsCannotOverflow)
+{
+    // Each near 2^63 bytes: summed as they are, Buffers + Cached + SReclaimable would overflow.
+    const std::string huge = " 9007199254740991 kB\n";
+    const Platform::MemoryInfo::Fields fields = Platform::MemoryInfo::parseMeminfo(
+        "MemTotal:" + huge + "MemFree: 0 kB\nMemAvailable:" + huge + "Buffers:" + huge + "Cached:" + huge
+        + "SReclaimable:" + huge + "AnonPages:" + huge + "Shmem:" + huge + "Zswap:" + huge
+        + "SwapTotal:" + huge + "SwapFree: 0 kB\n");
+    ASSERT_EQ(fields.at("Cached"), 9007199254740991 * kB);
+
+    const MemorySnapshot memory = SystemStats::memory(fields, std::nullopt);
+    constexpr std::int64_t held = std::int64_t{1} << 60;
+    EXPECT_EQ(memory.total, held);
+    EXPECT_EQ(memory.app, 2 * held);
+    EXPECT_EQ(memory.cached, 2 * held);
+    EXPECT_EQ(memory.compressed, held);
+    EXPECT_EQ(memory.wired, 0);
+    EXPECT_EQ(memory.swapUsed, held);
+    EXPECT_EQ(memory.freePercent, 100);
+}
+
 TEST(SystemStatsTests, OddSpacingUnitlessValuesAndBrokenLinesAreReadOrSkipped)
 {
     const TemporaryFolder folder;

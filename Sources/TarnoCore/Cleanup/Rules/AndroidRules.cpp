@@ -49,18 +49,23 @@ void addEmulators(Builder& builder)
 bool avdSystemImageExists(const std::string& avd, const std::string& home)
 {
     const std::optional<std::string> configuration = readUtf8(avd + "/config.ini");
-    if (!configuration)
+    const std::optional<std::string> image = configuration ? avdSystemImage(*configuration) : std::nullopt;
+    if (!image)
         return true;
-    for (const std::string_view line : nonEmptyLines(*configuration)) {
+    // The SDK's place on a Mac, then Android Studio's default on Linux.
+    return existsFollowingLinks(home + "/Library/Android/sdk/" + *image)
+        || existsFollowingLinks(home + "/Android/Sdk/" + *image);
+}
+
+std::optional<std::string> avdSystemImage(std::string_view configuration)
+{
+    for (const std::string_view line : nonEmptyLines(configuration)) {
         const std::vector<std::string_view> parts = keyAndValue(line);
-        if (parts.size() == 2 && parts[0] == "image.sysdir.1") {
-            // The SDK's place on a Mac, then Android Studio's default on Linux.
-            const std::string image(parts[1]);
-            return existsFollowingLinks(home + "/Library/Android/sdk/" + image)
-                || existsFollowingLinks(home + "/Android/Sdk/" + image);
-        }
+        // A blank value names no image; below the SDK it would name the SDK itself.
+        if (parts.size() == 2 && parts[0] == "image.sysdir.1")
+            return parts[1].empty() ? std::nullopt : std::optional<std::string>(parts[1]);
     }
-    return true;
+    return std::nullopt;
 }
 
 void android(Builder& builder)

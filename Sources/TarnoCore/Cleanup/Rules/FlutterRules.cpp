@@ -86,9 +86,12 @@ std::optional<std::string> flutterVersion(const std::string& sdk)
             return std::string(version);
     }
     const std::optional<std::string> text = RuleSupport::readUtf8(sdk + "/bin/cache/flutter.version.json");
-    if (!text)
-        return std::nullopt;
-    const Json json = Json::parse(*text, nullptr, false);
+    return text ? flutterVersionInJson(*text) : std::nullopt;
+}
+
+std::optional<std::string> flutterVersionInJson(std::string_view text)
+{
+    const Json json = Json::parse(text, nullptr, false);
     if (!json.is_object())
         return std::nullopt;
     for (const char* key : {"frameworkVersion", "flutterVersion"}) {

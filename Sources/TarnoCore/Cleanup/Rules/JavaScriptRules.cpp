@@ -47,19 +47,27 @@ std::optional<std::string> npmCacheFolder(const std::string& home, const std::ve
         const std::optional<std::string> text = RuleSupport::readUtf8(file);
         if (!text)
             continue;
-        for (const std::string_view line : RuleSupport::nonEmptyLines(*text)) {
-            const std::vector<std::string_view> parts = RuleSupport::keyAndValue(line);
-            if (parts.size() != 2 || parts[0] != "cache")
-                continue;
-            std::string folder(withoutQuotes(parts[1]));
-            if (folder == "~" || folder.starts_with("~/"))
-                folder = home + folder.substr(1);
-            folder = RuleSupport::replacingAll(std::move(folder), "${HOME}", home);
-            // The first "cache" line decides, even when it points outside the home.
-            if (folder.starts_with(home + "/"))
-                return folder;
-            return std::nullopt;
-        }
+        const std::optional<std::string> folder = npmrcCacheSetting(*text, home);
+        if (!folder)
+            continue;
+        // The first "cache" line decides, even when it points outside the home.
+        if (folder->starts_with(home + "/"))
+            return folder;
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> npmrcCacheSetting(std::string_view npmrc, const std::string& home)
+{
+    for (const std::string_view line : RuleSupport::nonEmptyLines(npmrc)) {
+        const std::vector<std::string_view> parts = RuleSupport::keyAndValue(line);
+        if (parts.size() != 2 || parts[0] != "cache")
+            continue;
+        std::string folder(withoutQuotes(parts[1]));
+        if (folder == "~" || folder.starts_with("~/"))
+            folder = home + folder.substr(1);
+        return RuleSupport::replacingAll(std::move(folder), "${HOME}", home);
     }
     return std::nullopt;
 }

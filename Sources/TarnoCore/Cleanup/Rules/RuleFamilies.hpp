@@ -25,6 +25,10 @@ void android(CleanupCatalog::Builder& builder);
 // names no image, counts as an image that exists.
 bool avdSystemImageExists(const std::string& avd, const std::string& home);
 
+// The system image folder ("image.sysdir.1") of a config.ini's text, relative
+// to the SDK; nothing when no line names one.
+std::optional<std::string> avdSystemImage(std::string_view configuration);
+
 // npm's cache, Yarn's (the user's and root's), Puppeteer's and Playwright's
 // browsers, node-gyp and TypeScript.
 void javascript(CleanupCatalog::Builder& builder);
@@ -34,6 +38,10 @@ void javascript(CleanupCatalog::Builder& builder);
 // for the home; a folder outside the home gives nothing.
 std::optional<std::string> npmCacheFolder(const std::string& home, const std::vector<std::string>& globalConfigFiles);
 
+// The folder of the first "cache" line of one .npmrc's text, quotes taken off
+// and the home put in for "~" and "${HOME}"; nothing when no line sets it.
+std::optional<std::string> npmrcCacheSetting(std::string_view npmrc, const std::string& home);
+
 // Dart's analysis cache, pub's and Shorebird's caches, and each Flutter SDK
 // but the one fvm uses by default.
 void flutter(CleanupCatalog::Builder& builder);
@@ -41,6 +49,9 @@ void flutter(CleanupCatalog::Builder& builder);
 // The Flutter version of the SDK folder: its "version" file, else the
 // framework version that bin/cache/flutter.version.json records.
 std::optional<std::string> flutterVersion(const std::string& sdk);
+
+// The framework version of a flutter.version.json's text.
+std::optional<std::string> flutterVersionInJson(std::string_view json);
 
 // Homebrew's, JetBrains', pip's, Go's, Cargo's, KraftKit's, Docker Scout's
 // and Maven's caches, and the packages apt downloaded.

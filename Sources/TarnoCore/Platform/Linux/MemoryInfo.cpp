@@ -84,18 +84,22 @@ std::optional<double> averageNamed(std::string_view line, std::string_view key)
 
 Fields meminfo(const std::string& procRoot)
 {
-    Fields fields;
     const std::optional<std::string> text = contents(procRoot + "/meminfo");
-    if (!text)
-        return fields;
-    std::istringstream lines(*text);
-    std::string line;
-    while (std::getline(lines, line)) {
+    return text ? parseMeminfo(*text) : Fields{};
+}
+
+Fields parseMeminfo(std::string_view text)
+{
+    Fields fields;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
         const std::size_t colon = line.find(':');
-        if (colon == std::string::npos)
+        if (colon == std::string_view::npos)
             continue;
-        const std::string_view name = trimmed(std::string_view(line).substr(0, colon));
-        const std::optional<std::int64_t> value = meminfoValue(std::string_view(line).substr(colon + 1));
+        const std::string_view name = trimmed(line.substr(0, colon));
+        const std::optional<std::int64_t> value = meminfoValue(line.substr(colon + 1));
         if (!name.empty() && value)
             fields.insert_or_assign(std::string(name), *value);
     }
@@ -105,14 +109,17 @@ Fields meminfo(const std::string& procRoot)
 std::optional<PressureStall> pressureStall(const std::string& procRoot)
 {
     const std::optional<std::string> text = contents(procRoot + "/pressure/memory");
-    if (!text)
-        return std::nullopt;
+    return text ? parsePressureStall(*text) : std::nullopt;
+}
+
+std::optional<PressureStall> parsePressureStall(std::string_view text)
+{
     std::optional<PressureStall> stall;
     std::optional<PressureStall> full;
-    std::istringstream lines(*text);
-    std::string line;
-    while (std::getline(lines, line)) {
-        const std::string_view view = trimmed(line);
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view view = trimmed(text.substr(0, end));
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
         const bool isSome = view.starts_with("some ");
         const bool isFull = view.starts_with("full ");
         if (!isSome && !isFull)

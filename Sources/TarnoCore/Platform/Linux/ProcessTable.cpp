@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <limits>
 #include <string_view>
 #include <unordered_set>
 
@@ -93,9 +94,11 @@ std::optional<std::int64_t> kilobytesField(std::string_view contents, std::strin
         std::string_view line = contents.substr(position, end - position);
         if (line.starts_with(key)) {
             line.remove_prefix(key.size());
-            if (const auto kilobytes = parseNumber<std::int64_t>(nextField(line)))
-                return *kilobytes * 1024;
-            return std::nullopt;
+            const auto kilobytes = parseNumber<std::int64_t>(nextField(line));
+            // The kernel never writes a negative size or one past 64 bits of bytes.
+            if (!kilobytes || *kilobytes < 0 || *kilobytes > std::numeric_limits<std::int64_t>::max() / 1024)
+                return std::nullopt;
+            return *kilobytes * 1024;
         }
         position = end + 1;
     }
@@ -127,10 +130,11 @@ std::uint16_t portOf(std::string_view endpoint)
     return parseNumber<std::uint16_t>(endpoint.substr(colon + 1), 16).value_or(0);
 }
 
-// Appends the sockets of one net/tcp or net/tcp6 table whose inode is held.
-void appendSockets(std::string_view table, const std::unordered_set<std::uint64_t>& inodes,
-                   std::vector<TCPSocket>& sockets)
+} // namespace
+
+std::vector<TCPSocket> ProcessTable::parseTCPTable(std::string_view table, const std::unordered_set<std::uint64_t>& inodes)
 {
+    std::vector<TCPSocket> sockets;
     std::size_t position = table.find('\n'); // the heading
     while (position != std::string_view::npos && position < table.size()) {
         const std::size_t end = std::min(table.find('\n', position + 1), table.size());
@@ -147,9 +151,8 @@ void appendSockets(std::string_view table, const std::unordered_set<std::uint64_
             continue;
         sockets.push_back(TCPSocket{socketState(state), portOf(local), portOf(remote)});
     }
+    return sockets;
 }
-
-} // namespace
 
 ProcessTable::ProcessTable()
     : ProcessTable("/proc", kernelTicksPerSecond())
@@ -187,7 +190,7 @@ std::optional<std::int64_t> ProcessTable::memoryBytes(std::int32_t pid) const
         // processes that map it, so the figures of all processes add up to
         // the memory really in use, where resident sizes would count a shared
         // library once per process. SwapPss does the same for what is swapped out.
-        return kilobytesField(contents, "Pss:").value_or(0) + kilobytesField(contents, "SwapPss:").value_or(0);
+        return rollupMemoryBytes(contents);
     }
     if (failure == EACCES || failure == EPERM)
         return std::nullopt; // another user's process
@@ -197,7 +200,21 @@ std::optional<std::int64_t> ProcessTable::memoryBytes(std::int32_t pid) const
     // counts a shared file twice; a kernel thread has none.
     if (readWholeFile(folder + "/status", contents) != 0)
         return std::nullopt;
-    return kilobytesField(contents, "RssAnon:").value_or(0);
+    return anonymousMemoryBytes(contents);
+}
+
+std::int64_t ProcessTable::rollupMemoryBytes(std::string_view smapsRollup)
+{
+    std::int64_t total = 0;
+    if (__builtin_add_overflow(kilobytesField(smapsRollup, "Pss:").value_or(0),
+                               kilobytesField(smapsRollup, "SwapPss:").value_or(0), &total))
+        return 0;
+    return total;
+}
+
+std::int64_t ProcessTable::anonymousMemoryBytes(std::string_view status)
+{
+    return kilobytesField(status, "RssAnon:").value_or(0);
 }
 
 std::optional<ProcessTable::Status> ProcessTable::status(std::int32_t pid) const
@@ -205,16 +222,21 @@ std::optional<ProcessTable::Status> ProcessTable::status(std::int32_t pid) const
     std::string contents;
     if (readWholeFile(m_root + "/" + std::to_string(pid) + "/stat", contents) != 0)
         return std::nullopt;
+    return parseStat(contents);
+}
+
+std::optional<ProcessTable::Status> ProcessTable::parseStat(std::string_view contents)
+{
     // "pid (comm) state ppid ...": the short name may hold spaces and
     // parentheses of its own, and only the last ")" closes it.
     const std::size_t open = contents.find('(');
     const std::size_t close = contents.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open)
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open)
         return std::nullopt;
 
     Status status;
-    status.command = contents.substr(open + 1, close - open - 1);
-    std::string_view rest = std::string_view(contents).substr(close + 1);
+    status.command = std::string(contents.substr(open + 1, close - open - 1));
+    std::string_view rest = contents.substr(close + 1);
     // Fields from the third on, numbered as in proc(5).
     std::array<std::string_view, 20> fields;
     for (std::string_view& field : fields)
@@ -247,15 +269,20 @@ std::string ProcessTable::executablePath(std::int32_t pid) const
 std::vector<std::string> ProcessTable::arguments(std::int32_t pid) const
 {
     std::string contents;
-    std::vector<std::string> arguments;
     if (readWholeFile(m_root + "/" + std::to_string(pid) + "/cmdline", contents) != 0)
-        return arguments;
+        return {};
+    return parseArguments(contents);
+}
+
+std::vector<std::string> ProcessTable::parseArguments(std::string_view contents)
+{
+    std::vector<std::string> arguments;
     // NUL-terminated strings; an empty one between two NULs is an argument
     // too. A process that rewrote its title may leave the last unterminated.
     std::size_t position = 0;
     while (position < contents.size()) {
         const std::size_t end = std::min(contents.find('\0', position), contents.size());
-        arguments.push_back(contents.substr(position, end - position));
+        arguments.emplace_back(contents.substr(position, end - position));
         position = end + 1;
     }
     return arguments;
@@ -295,8 +322,10 @@ std::vector<TCPSocket> ProcessTable::tcpSockets(std::int32_t pid) const
 
     std::string table;
     for (const char* name : {"/net/tcp", "/net/tcp6"}) {
-        if (readWholeFile(folder + name, table) == 0)
-            appendSockets(table, inodes, sockets);
+        if (readWholeFile(folder + name, table) == 0) {
+            const std::vector<TCPSocket> found = parseTCPTable(table, inodes);
+            sockets.insert(sockets.end(), found.begin(), found.end());
+        }
     }
     return sockets;
 }
@@ -306,10 +335,15 @@ std::int64_t ProcessTable::bootTime() const
     std::string contents;
     if (readWholeFile(m_root + "/stat", contents) != 0)
         return 0;
+    return parseBootTime(contents);
+}
+
+std::int64_t ProcessTable::parseBootTime(std::string_view contents)
+{
     const std::size_t line = contents.find("\nbtime ");
-    if (line == std::string::npos)
+    if (line == std::string_view::npos)
         return 0;
-    std::string_view rest = std::string_view(contents).substr(line + 7);
+    std::string_view rest = contents.substr(line + 7);
     return parseNumber<std::int64_t>(nextField(rest)).value_or(0);
 }
 

@@ -113,6 +113,10 @@ TEST(AndroidRulesTests, AvdSystemImageExistsReadsTheFirstWellFormedSysdirLine)
 
     // A folder that is not there reads as no configuration at all.
     EXPECT_TRUE(RuleFamilies::avdSystemImageExists(home / "missing.avd", home.path()));
+
+    // A blank value names no image: below the SDK it would name the SDK itself.
+    EXPECT_EQ(RuleFamilies::avdSystemImage("image.sysdir.1 = \t\r\nimage.sysdir.1=later/\n"), std::nullopt);
+    EXPECT_EQ(RuleFamilies::avdSystemImage("image.sysdir.1 = images/a b/\n"), "images/a b/");
 }
 
 TEST(AndroidRulesTests, TheCatalogRunsTheFamiliesInTheirFixedOrderAndListsByCategory)
