@@ -3,6 +3,7 @@
 #include "TarnoCore/Platform/SystemPaths.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 namespace tarno {
@@ -104,7 +105,11 @@ ProcessSample ProcessSampler::sample()
         else
             snapshot.name = "pid " + std::to_string(pid);
         // Linux has no notion of a responsible process: each answers for itself.
-        if (bootTime > 0) {
+        // A boot time or start the clock cannot hold (a damaged /proc) leaves the start unknown.
+        constexpr std::int64_t latestSecond = std::numeric_limits<std::int64_t>::max() / 1'000'000'000 - 1;
+        const std::uint64_t secondsSinceBoot = status->startTicks / denom;
+        if (bootTime > 0 && bootTime < latestSecond
+            && secondsSinceBoot < static_cast<std::uint64_t>(latestSecond - bootTime)) {
             const auto sinceBoot = std::chrono::nanoseconds(
                 static_cast<std::int64_t>(status->startTicks / denom * 1'000'000'000
                                           + status->startTicks % denom * 1'000'000'000 / denom));

@@ -243,6 +243,12 @@ TEST(ProcessSamplerOnAMadeUpTree, SnapshotsAndProcessorShares)
     EXPECT_EQ(snapshotOf(third, 700), nullptr);
     EXPECT_EQ(snapshotOf(third, 900)->cpuPercent, 0);
     EXPECT_EQ(snapshotOf(third, 900)->name, "new");
+
+    // A start or a boot time past what the clock can hold leaves the start unknown.
+    procfs.addProcess(901, "far", 1, 0, 0, 9'000'000'000'000'000'000ULL);
+    EXPECT_EQ(snapshotOf(sampler.sample(), 901)->started, std::nullopt);
+    procfs.write("stat", "btime 9223372036854775807\n");
+    EXPECT_EQ(snapshotOf(sampler.sample(), 900)->started, std::nullopt);
 }
 
 TEST(ProcessSamplerOnAMadeUpTree, WorkingDirectoriesInPidOrderWithRepeats)
