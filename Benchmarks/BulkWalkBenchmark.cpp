@@ -7,6 +7,8 @@
 #include "TarnoCore/Foundation/BulkWalker.hpp"
 #include "TarnoCore/Foundation/SizeScanner.hpp"
 
+#include "BareWalk.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -15,12 +17,6 @@
 #include <fstream>
 #include <string>
 #include <vector>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace {
 
@@ -107,47 +103,12 @@ void measureSize(benchmark::State& state)
     state.counters["bytes"] = static_cast<double>(result.bytes);
 }
 
-// The baseline: what any walk of these figures must at least do.
-std::int64_t bareWalk(const std::string& root)
-{
-    std::vector<std::string> stack{root};
-    std::vector<char> buffer(65536);
-    std::int64_t entries = 0;
-    while (!stack.empty()) {
-        const std::string path = std::move(stack.back());
-        stack.pop_back();
-        const int folder = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC);
-        if (folder < 0)
-            continue;
-        for (;;) {
-            const long filled = ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
-            if (filled <= 0)
-                break;
-            for (long offset = 0; offset < filled;) {
-                const auto* record = reinterpret_cast<const struct dirent64*>(buffer.data() + offset);
-                offset += record->d_reclen;
-                const char* name = record->d_name;
-                if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
-                    continue;
-                struct statx status;
-                if (::statx(folder, name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &status) != 0)
-                    continue;
-                ++entries;
-                if (S_ISDIR(status.stx_mode))
-                    stack.push_back(path + "/" + name);
-            }
-        }
-        ::close(folder);
-    }
-    return entries;
-}
-
 void bareGetdentsStatx(benchmark::State& state)
 {
     const std::string& root = benchmarkTree();
     std::int64_t entries = 0;
     for (auto _ : state) {
-        entries = bareWalk(root);
+        entries = tarno::bench::bareWalk(root);
         benchmark::DoNotOptimize(entries);
     }
     state.counters["entries"] = static_cast<double>(entries);

@@ -13,6 +13,8 @@
 #include "TarnoCore/Projects/ProjectScanner.hpp"
 #include "TarnoCore/Projects/SpaceAccounting.hpp"
 
+#include "BareWalk.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <atomic>
@@ -22,10 +24,6 @@
 #include <vector>
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace {
 
@@ -66,41 +64,6 @@ void accounting(benchmark::State& state)
     state.counters["entries"] = static_cast<double>(entries);
 }
 
-// One thread's bare walk of a folder, entering every subfolder.
-std::int64_t bareWalk(const std::string& root, bool looseFilesOnly)
-{
-    std::vector<std::string> stack{root};
-    std::vector<char> buffer(65536);
-    std::int64_t entries = 0;
-    while (!stack.empty()) {
-        const std::string path = std::move(stack.back());
-        stack.pop_back();
-        const int folder = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC);
-        if (folder < 0)
-            continue;
-        for (;;) {
-            const long filled = ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
-            if (filled <= 0)
-                break;
-            for (long offset = 0; offset < filled;) {
-                const auto* record = reinterpret_cast<const struct dirent64*>(buffer.data() + offset);
-                offset += record->d_reclen;
-                const char* name = record->d_name;
-                if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
-                    continue;
-                struct statx status;
-                if (::statx(folder, name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &status) != 0)
-                    continue;
-                ++entries;
-                if (S_ISDIR(status.stx_mode) && !looseFilesOnly)
-                    stack.push_back(path + "/" + name);
-            }
-        }
-        ::close(folder);
-    }
-    return entries;
-}
-
 void bareWalkOnAllCores(benchmark::State& state)
 {
     const Corpus& projects = corpus();
@@ -124,7 +87,7 @@ void bareWalkOnAllCores(benchmark::State& state)
     for (auto _ : state) {
         entries = 0;
         tarno::concurrentPerform(units.size(), [&](std::size_t index) {
-            entries += bareWalk(units[index].path, units[index].looseFilesOnly);
+            entries += tarno::bench::bareWalk(units[index].path, units[index].looseFilesOnly);
         });
     }
     state.counters["entries"] = static_cast<double>(entries.load());

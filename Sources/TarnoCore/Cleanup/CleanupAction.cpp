@@ -1,17 +1,8 @@
 #include "TarnoCore/Cleanup/CleanupAction.hpp"
 
+#include "TarnoCore/Foundation/Overloaded.hpp"
+
 namespace tarno {
-
-namespace {
-
-template <typename... Visitors>
-struct Overloaded : Visitors... {
-    using Visitors::operator()...;
-};
-template <typename... Visitors>
-Overloaded(Visitors...) -> Overloaded<Visitors...>;
-
-} // namespace
 
 std::vector<std::string> CleanupAction::paths() const
 {

@@ -1,5 +1,7 @@
 #include "TarnoCore/Projects/Worktree.hpp"
 
+#include "TarnoCore/Foundation/Overloaded.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -7,13 +9,6 @@
 namespace tarno {
 
 namespace {
-
-template <typename... Visitors>
-struct Overloaded : Visitors... {
-    using Visitors::operator()...;
-};
-template <typename... Visitors>
-Overloaded(Visitors...) -> Overloaded<Visitors...>;
 
 using State = Worktree::State;
 
