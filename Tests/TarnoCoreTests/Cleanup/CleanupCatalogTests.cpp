@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/CleanupCatalog.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/Unprivileged.hpp"
 
@@ -128,11 +129,7 @@ TEST(CleanupCatalogTests, SortRunsCategoryByCategoryKeepingTheOrderOfAdding)
                                       itemIn(docker, "d1"), itemIn(xcode, "x2"), itemIn(apps, "a1"),
                                       itemIn(xcode, "x3")};
     CleanupCatalog::sortByCategory(items);
-
-    Paths ids;
-    for (const CleanupItem& item : items)
-        ids.push_back(item.id);
-    EXPECT_EQ(ids, (Paths{"x1", "x2", "x3", "d1", "a1", "t1", "t2"}));
+    EXPECT_EQ(test::idsOf(items), (Paths{"x1", "x2", "x3", "d1", "a1", "t1", "t2"}));
 }
 
 TEST(CleanupCatalogTests, AHomeWithNothingKnownGivesNoItems)
