@@ -692,9 +692,7 @@ class CleanTests(unittest.TestCase):
         for folder, folders, files in os.walk(self.home):
             os.chmod(folder, 0o755)
         before = tree_of(self.home)
-        completed = subprocess.run([CLI, "clean", "--yes", "--home", self.home, "xcode.derivedData"],
-                                   capture_output=True, text=True, timeout=60, stdin=subprocess.DEVNULL,
-                                   user=65534, group=65534, extra_groups=[])
+        completed = run_unprivileged(["clean", "--yes", "--home", self.home, "xcode.derivedData"], self.home)
         self.assertEqual(completed.returncode, 1, completed.stderr)
         self.assertIn("needs an administrator", completed.stdout)
         self.assertIn("Nothing to clean", completed.stdout)
@@ -708,9 +706,7 @@ class CleanTests(unittest.TestCase):
         os.chmod(os.path.join(self.home, "Library"), 0o777)
         locked = os.path.join(self.derived, "Locked")
         write_file(os.path.join(locked, "index.db"), 100)
-        completed = subprocess.run([CLI, "clean", "--yes", "--home", self.home, "xcode.derivedData"],
-                                   capture_output=True, text=True, timeout=60, stdin=subprocess.DEVNULL,
-                                   user=65534, group=65534, extra_groups=[])
+        completed = run_unprivileged(["clean", "--yes", "--home", self.home, "xcode.derivedData"], self.home)
         self.assertEqual(completed.returncode, 1, completed.stderr)
         self.assertEqual(sorted(os.listdir(self.derived)), ["Locked"])
         self.assertTrue(os.path.exists(os.path.join(locked, "index.db")))
