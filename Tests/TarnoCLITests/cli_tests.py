@@ -204,17 +204,7 @@ class UsageTests(unittest.TestCase):
             ["clean", "--force", "xcode.derivedData"],
             ["history", "extra"],
             ["history", "--home"],
-        ]
-        for arguments in cases:
-            with self.subTest(arguments=arguments):
-                completed = run(*arguments)
-                self.assertEqual(completed.returncode, 2)
-                self.assertEqual(completed.stdout, "")
-                self.assertEqual(len(completed.stderr.splitlines()), 1, completed.stderr)
-                self.assertIn("usage:", completed.stderr)
-
-    def test_top_level_mistakes_are_usage_errors_too(self):
-        cases = [
+            # Top-level mistakes are usage errors too.
             ["--bogus"],
             ["-x"],
             ["--version", "extra"],
