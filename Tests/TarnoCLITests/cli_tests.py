@@ -528,7 +528,7 @@ class GuardTests(unittest.TestCase):
     def tearDown(self):
         self.folder.cleanup()
 
-    def test_one_line_per_path_in_the_order_given(self):
+    def test_one_line_per_path_in_the_order_given_with_the_home_given_or_the_environments(self):
         cache = os.path.join(self.home, "Library", "Caches", "com.example.app")
         documents = os.path.join(self.home, "Documents")
         outside = os.path.join(self.folder.name, "elsewhere")
@@ -539,12 +539,10 @@ class GuardTests(unittest.TestCase):
             f"{documents}: refused: top-level folder in the home folder",
             f"{outside}: refused: outside the home folder",
         ])
-
-    def test_the_home_comes_from_the_environment_without_an_option(self):
-        completed = run("guard", "trash", os.path.join(self.home, "Documents"), home=self.home)
-        self.assertEqual(completed.returncode, 0, completed.stderr)
-        self.assertEqual(completed.stdout, os.path.join(self.home, "Documents")
-                         + ": refused: top-level folder in the home folder\n")
+        # Without --home the home comes from the environment.
+        completed = run("guard", "trash", documents, home=self.home)
+        self.assertEqual((completed.returncode, completed.stdout, completed.stderr),
+                         (0, f"{documents}: refused: top-level folder in the home folder\n", ""))
 
     def test_app_checks_application_bundles(self):
         not_an_app = os.path.join(self.home, "Library", "Caches", "com.example.app")

@@ -132,19 +132,6 @@ TEST(CleanupCatalogTests, SortRunsCategoryByCategoryKeepingTheOrderOfAdding)
     EXPECT_EQ(test::idsOf(items), (Paths{"x1", "x2", "x3", "d1", "a1", "t1", "t2"}));
 }
 
-TEST(CleanupCatalogTests, AHomeWithNothingKnownGivesNoItems)
-{
-    test::TemporaryFolder home;
-    home.makeFile("Documents/letter.txt", 100);
-    EXPECT_TRUE(CleanupCatalog::items(CleanupEnvironment::empty(home.path())).empty());
-    // This machine may hold system-wide items (apt's downloads, root's Yarn
-    // cache); none of them comes from the home.
-    for (const CleanupItem& item : CleanupCatalog::items(CleanupEnvironment::live(home.path()))) {
-        for (const std::string& path : item.action.paths())
-            EXPECT_FALSE(path.starts_with(home.path() + "/")) << item.id << ": " << path;
-    }
-}
-
 TEST(CleanupEnvironmentTests, LiveFindsApplicationsInTheHomesApplicationsFolder)
 {
     test::TemporaryFolder home;
