@@ -4,6 +4,7 @@
 #include "TarnoCore/Foundation/SizeScanner.hpp"
 
 #include "Support/FileChecks.hpp"
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/ScopedEnvironment.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "TarnoTests/MadeUpMachine.hpp"
@@ -17,6 +18,7 @@
 namespace tarno {
 namespace {
 
+using test::idsOf;
 using test::MadeUpMachine;
 using test::madeUpItem;
 using test::needingAdministrator;
@@ -28,14 +30,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;
 using Phase = CleanupModel::Phase;
-
-std::vector<std::string> idsOf(const std::vector<CleanupItem>& items)
-{
-    std::vector<std::string> ids;
-    for (const CleanupItem& item : items)
-        ids.push_back(item.id);
-    return ids;
-}
 
 // A made-up Mac with one item of every kind the flow treats differently.
 class CleanupFlow : public ::testing::Test {

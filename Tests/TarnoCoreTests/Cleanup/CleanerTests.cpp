@@ -307,6 +307,8 @@ TEST_F(WorktreeTest, TouchesNothingWhenTheWorktreeIsRefusedElseClearsInsideItOnl
               (CleanReport{0, {refused(inDocuments, "protected folder Documents")}}));
     EXPECT_TRUE(exists(inDocuments + "/node_modules/x"));
 
+    // What is cleared first holds a link to Documents: the link goes, not what it leads to.
+    root.makeSymlink(home() + "/Documents", "home/Projects/app-feature/node_modules/documents");
     const auto report = perform(CleanupAction::RemoveWorktree{
         repository, wt,
         {wt + "/node_modules", caches() + "/elsewhere", wt + "/../app/README", wt + "x", wt + "/build"}});
@@ -314,6 +316,7 @@ TEST_F(WorktreeTest, TouchesNothingWhenTheWorktreeIsRefusedElseClearsInsideItOnl
     EXPECT_FALSE(exists(wt));
     EXPECT_TRUE(exists(caches() + "/elsewhere"));
     EXPECT_TRUE(exists(repository + "/README"));
+    expectDocumentsIntact();
 }
 
 TEST_F(WorktreeTest, KeepsWhatWasClearedWhenGitRefuses)

@@ -225,43 +225,37 @@ TEST_F(PathGuardTest, KnowsWhatALinuxHomeMustNeverLoseWhole)
     root.makeFile("home/Incoming/tool.deb", 10);
     root.makeFile("home/.local/share/Trash/files/old.txt", 10);
     const PathGuard guardian = guard();
-    const std::string h = home();
     struct Case {
-        std::string path;
-        const char* whenDeleted;
-        const char* whenTrashed;
+        std::string relative; // to the home folder
+        std::string whenDeleted;
+        std::string whenTrashed = {}; // empty: as when deleted
     };
     const Case cases[] = {
-        {h + "/.config", topLevel, topLevel},
-        {h + "/.config/Code", allowed, allowed},
+        {".config", topLevel},
+        {".config/Code", allowed},
         // Holding the keyrings, it is judged by them first.
-        {h + "/.local/share", "refused: protected folder .local/share/keyrings",
-         "refused: protected folder .local/share/keyrings"},
-        {h + "/.local/share/Trash", "refused: would remove .local/share/Trash itself",
-         "refused: would remove .local/share/Trash itself"},
-        {h + "/.local/share/Steam", allowed, allowed},
-        {h + "/.local/share/keyrings/login.keyring", "refused: protected folder .local/share/keyrings",
-         "refused: protected folder .local/share/keyrings"},
-        {h + "/.pki/nssdb", "refused: protected folder .pki", "refused: protected folder .pki"},
-        {h + "/.docker/config.json", "refused: protected folder .docker/config.json",
-         "refused: protected folder .docker/config.json"},
-        {h + "/.var/app", "refused: would remove .var/app itself", "refused: would remove .var/app itself"},
-        {h + "/.var/app/org.gnome.Maps", allowed, allowed},
-        {h + "/.cache", topLevel, "refused: would remove .cache itself"},
-        {h + "/.cache/pip", allowed, allowed},
-        {h + "/.local/share/Trash/files", "refused: would remove .local/share/Trash/files itself",
-         "refused: would remove .local/share/Trash/files itself"},
-        {h + "/.local/share/Trash/info", "refused: would remove .local/share/Trash/info itself",
-         "refused: would remove .local/share/Trash/info itself"},
-        {h + "/.local/share/Trash/files/old.txt", allowed, allowed},
-        {h + "/Videos/holiday.mp4", "refused: protected folder Videos", allowed},
+        {".local/share", "refused: protected folder .local/share/keyrings"},
+        {".local/share/Trash", "refused: would remove .local/share/Trash itself"},
+        {".local/share/Steam", allowed},
+        {".local/share/keyrings/login.keyring", "refused: protected folder .local/share/keyrings"},
+        {".pki/nssdb", "refused: protected folder .pki"},
+        {".docker/config.json", "refused: protected folder .docker/config.json"},
+        {".var/app", "refused: would remove .var/app itself"},
+        {".var/app/org.gnome.Maps", allowed},
+        {".cache", topLevel, "refused: would remove .cache itself"},
+        {".cache/pip", allowed},
+        {".local/share/Trash/files", "refused: would remove .local/share/Trash/files itself"},
+        {".local/share/Trash/info", "refused: would remove .local/share/Trash/info itself"},
+        {".local/share/Trash/files/old.txt", allowed},
+        {"Videos/holiday.mp4", "refused: protected folder Videos", allowed},
         // The downloads folder that user-dirs.dirs names is the user's own, as ~/Downloads is.
-        {h + "/Incoming/tool.deb", "refused: protected folder Incoming", allowed},
-        {h + "/Incoming", topLevel, topLevel},
+        {"Incoming/tool.deb", "refused: protected folder Incoming", allowed},
+        {"Incoming", topLevel},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(deleting(guardian, c.path), c.whenDeleted) << c.path;
-        EXPECT_EQ(trashing(guardian, c.path), c.whenTrashed) << c.path;
+        const std::string path = home() + "/" + c.relative;
+        EXPECT_EQ(deleting(guardian, path), c.whenDeleted) << path;
+        EXPECT_EQ(trashing(guardian, path), c.whenTrashed.empty() ? c.whenDeleted : c.whenTrashed) << path;
     }
 }
 

@@ -1,10 +1,9 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace tarno {
 namespace {
@@ -16,18 +15,9 @@ constexpr const char* imageExists = "Deletes the emulator and everything stored 
 constexpr const char* imageGone =
     "Deletes the emulator and its data. Its system image is no longer installed, so it cannot start as it is.";
 
-std::vector<CleanupItem> androidItems(const std::string& home)
-{
-    const CleanupEnvironment env = CleanupEnvironment::empty(home);
-    Builder builder(env);
-    RuleFamilies::android(builder);
-    return builder.takeItems();
-}
+using test::writeText;
 
-void writeText(const std::string& path, std::string_view text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
+std::vector<CleanupItem> androidItems(const std::string& home) { return test::familyItems(home, RuleFamilies::android); }
 
 TEST(AndroidRulesTests, GradleAndStudioCachesKeepWhatExists)
 {
@@ -136,12 +126,7 @@ TEST(AndroidRulesTests, TheCatalogRunsTheFamiliesInTheirFixedOrderAndListsByCate
     home.makeFolder(".config/google-chrome/OptGuideOnDeviceModel");
     const CleanupEnvironment env = CleanupEnvironment::empty(home.path());
 
-    const auto ids = [&env] {
-        Paths found;
-        for (const CleanupItem& item : CleanupCatalog::items(env))
-            found.push_back(item.id);
-        return found;
-    };
+    const auto ids = [&env] { return test::idsOf(CleanupCatalog::items(env)); };
     // Category by category: docker.scout of the developer tools lists under
     // Docker, before them; Chrome's model lists under Apps, after them.
     EXPECT_EQ(ids(), (Paths{"xcode.derivedData", "xcode.archives", "gradle.caches", "android.avd.Pixel_8", "npm.cache",

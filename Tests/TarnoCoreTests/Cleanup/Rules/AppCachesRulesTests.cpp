@@ -1,10 +1,10 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 
 namespace tarno {
@@ -16,14 +16,7 @@ using Paths = std::vector<std::string>;
 // The app caches' items, after another rule has claimed `claimed`.
 std::vector<CleanupItem> cacheItems(const CleanupEnvironment& env, const Paths& claimed = {})
 {
-    Builder builder(env);
-    for (const std::string& path : claimed)
-        builder.add("claimed." + path, "Claimed", CleanupCategory::developerTools, "", Safety::safe,
-                    CleanupAction::Delete{{path}});
-    RuleFamilies::appCaches(builder);
-    std::vector<CleanupItem> items = builder.takeItems();
-    std::erase_if(items, [](const CleanupItem& item) { return item.id.starts_with("claimed."); });
-    return items;
+    return test::familyItems(env, RuleFamilies::appCaches, claimed);
 }
 
 CleanupEnvironment withNames(const std::string& home, std::map<std::string, std::string> names)
@@ -38,14 +31,14 @@ CleanupEnvironment withNames(const std::string& home, std::map<std::string, std:
 
 CleanupItem cache(const std::string& folder, const std::string& name, Paths paths)
 {
-    return CleanupItem{"cache." + folder, name + " cache", CleanupCategory::apps, "The app rebuilds it as needed.",
-                       Safety::safe, CleanupAction::Delete{std::move(paths)}, false, 5000000, std::nullopt};
+    return test::ruleItem("cache." + folder, name + " cache", CleanupCategory::apps, "The app rebuilds it as needed.",
+                          Safety::safe, CleanupAction::Delete{std::move(paths)}, 5000000);
 }
 
 CleanupItem logs(const std::string& path)
 {
-    return CleanupItem{"logs", "Logs", CleanupCategory::apps, "None. These are diagnostic logs.", Safety::safe,
-                       CleanupAction::DeleteContents{{path}}, false, 1, std::nullopt};
+    return test::ruleItem("logs", "Logs", CleanupCategory::apps, "None. These are diagnostic logs.", Safety::safe,
+                          CleanupAction::DeleteContents{{path}});
 }
 
 TEST(AppCachesRulesTests, AMacsCachesAreOfferedWhereNoOtherRuleIs)
@@ -133,10 +126,7 @@ TEST(AppCachesRulesTests, TheCatalogRunsTheAppFamiliesAfterTheDeveloperOnesAndCa
     home.makeFolder(".local/share/Trash/files");
     home.makeFolder(".cache/org.acme.Viewer");
 
-    Paths ids;
-    for (const CleanupItem& item : CleanupCatalog::items(CleanupEnvironment::empty(home.path())))
-        ids.push_back(item.id);
-    EXPECT_EQ(ids, (Paths{"xcode.derivedData", "android.studioCaches", "cache.com.acme.gone", "cache.org.acme.Viewer",
+    EXPECT_EQ(test::idsOf(CleanupCatalog::items(CleanupEnvironment::empty(home.path()))), (Paths{"xcode.derivedData", "android.studioCaches", "cache.com.acme.gone", "cache.org.acme.Viewer",
                           "logs", "leftover.Visual Studio Code", "leftover.app.com.acme.gone", "download.setup.iso",
                           "trash"}))
         << "the Google cache holds only what the Android rule took";

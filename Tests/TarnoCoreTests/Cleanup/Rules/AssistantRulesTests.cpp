@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -22,9 +23,7 @@ std::vector<CleanupItem> assistantItems(const std::string& home)
 {
     CleanupEnvironment env = CleanupEnvironment::empty(home);
     env.now = [] { return now; };
-    Builder builder(env);
-    RuleFamilies::assistants(builder);
-    return builder.takeItems();
+    return test::familyItems(env, RuleFamilies::assistants);
 }
 
 // Sets the entry's own modification date, a link's included.

@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -10,18 +11,12 @@ namespace {
 using CleanupCatalog::Builder;
 using Paths = std::vector<std::string>;
 
+using test::ruleItem;
+constexpr auto item = [](auto&&... fields) { return ruleItem(std::forward<decltype(fields)>(fields)...); };
+
 std::vector<CleanupItem> developerToolsItems(const CleanupEnvironment& env)
 {
-    Builder builder(env);
-    RuleFamilies::developerTools(builder);
-    return builder.takeItems();
-}
-
-CleanupItem item(std::string id, std::string title, CleanupCategory category, std::string consequence, Safety safety,
-                 CleanupAction action)
-{
-    return CleanupItem{std::move(id), std::move(title), category, std::move(consequence), safety, std::move(action),
-                       false, 1, std::nullopt};
+    return test::familyItems(env, RuleFamilies::developerTools);
 }
 
 TEST(DeveloperToolsRulesTests, AMacHomeGivesEveryRowInOrderWordForWord)

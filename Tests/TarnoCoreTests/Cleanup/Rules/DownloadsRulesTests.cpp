@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -16,21 +17,10 @@ using Paths = std::vector<std::string>;
 std::vector<CleanupItem> downloadItems(const std::string& home)
 {
     // The environment reads user-dirs.dirs when it is made.
-    const CleanupEnvironment env = CleanupEnvironment::empty(home);
-    Builder builder(env);
-    RuleFamilies::downloads(builder);
-    return builder.takeItems();
+    return test::familyItems(home, RuleFamilies::downloads);
 }
 
-Paths pathsOf(const std::vector<CleanupItem>& items)
-{
-    Paths paths;
-    for (const CleanupItem& item : items) {
-        const Paths more = item.action.paths();
-        paths.insert(paths.end(), more.begin(), more.end());
-    }
-    return paths;
-}
+using test::pathsOf;
 
 TEST(DownloadsRulesTests, InstallersAreOfferedByTheirExtensionInAnyCase)
 {

@@ -1,28 +1,18 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace tarno {
 namespace {
 
 using CleanupCatalog::Builder;
 
-std::vector<CleanupItem> flutterItems(const std::string& home)
-{
-    const CleanupEnvironment env = CleanupEnvironment::empty(home);
-    Builder builder(env);
-    RuleFamilies::flutter(builder);
-    return builder.takeItems();
-}
+using test::writeText;
 
-void writeText(const std::string& path, std::string_view text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
+std::vector<CleanupItem> flutterItems(const std::string& home) { return test::familyItems(home, RuleFamilies::flutter); }
 
 // An SDK folder that the rules recognise: it has bin/flutter.
 std::string makeSdk(const test::TemporaryFolder& home, const std::string& relative)
@@ -34,8 +24,8 @@ std::string makeSdk(const test::TemporaryFolder& home, const std::string& relati
 CleanupItem sdkItem(const std::string& path, const std::string& display, const std::string& version,
                     const std::string& consequence)
 {
-    return CleanupItem{"flutter.sdk." + display, "Flutter " + version + " SDK in " + display, CleanupCategory::flutter,
-                       consequence, Safety::review, CleanupAction::Delete{{path}}, false, 1, std::nullopt};
+    return test::ruleItem("flutter.sdk." + display, "Flutter " + version + " SDK in " + display,
+                          CleanupCategory::flutter, consequence, Safety::review, CleanupAction::Delete{{path}});
 }
 
 TEST(FlutterRulesTests, TheToolCachesInOrderWordForWord)

@@ -1,10 +1,9 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace tarno {
 namespace {
@@ -14,22 +13,17 @@ using Paths = std::vector<std::string>;
 
 constexpr const char* downloadAgain = "Packages download again on the next install.";
 
+using test::writeText;
+
 std::vector<CleanupItem> javascriptItems(const CleanupEnvironment& env)
 {
-    Builder builder(env);
-    RuleFamilies::javascript(builder);
-    return builder.takeItems();
-}
-
-void writeText(const std::string& path, std::string_view text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+    return test::familyItems(env, RuleFamilies::javascript);
 }
 
 CleanupItem safeItem(std::string id, std::string title, std::string consequence, CleanupAction action)
 {
-    return CleanupItem{std::move(id), std::move(title), CleanupCategory::javascript, std::move(consequence),
-                       Safety::safe, std::move(action), false, 1, std::nullopt};
+    return test::ruleItem(std::move(id), std::move(title), CleanupCategory::javascript, std::move(consequence),
+                          Safety::safe, std::move(action));
 }
 
 TEST(JavaScriptRulesTests, AMacHomeGivesEveryRowInOrderWordForWord)

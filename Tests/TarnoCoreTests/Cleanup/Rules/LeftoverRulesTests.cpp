@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -29,24 +30,16 @@ CleanupEnvironment machine(const std::string& home, const Paths& ids, const Path
     return env;
 }
 
-std::vector<CleanupItem> run(const CleanupEnvironment& env, void (*family)(Builder&), const Paths& claimed = {})
+std::vector<CleanupItem> run(const CleanupEnvironment& env, test::RuleFamily family, const Paths& claimed = {})
 {
-    Builder builder(env);
-    if (!claimed.empty())
-        builder.add("other.rule", "Another rule", CleanupCategory::developerTools, "", Safety::safe,
-                    CleanupAction::Delete{claimed});
-    family(builder);
-    std::vector<CleanupItem> items = builder.takeItems();
-    if (!claimed.empty())
-        items.erase(items.begin());
-    return items;
+    return test::familyItems(env, family, claimed);
 }
 
 CleanupItem leftover(const std::string& id, const std::string& name, Paths paths)
 {
-    return CleanupItem{"leftover.app." + id, name + " settings and data", CleanupCategory::leftovers,
-                       id + " is not installed. Reinstalling it later starts with a clean slate.", Safety::review,
-                       CleanupAction::Trash{std::move(paths)}, false, 1000000, std::nullopt};
+    return test::ruleItem("leftover.app." + id, name + " settings and data", CleanupCategory::leftovers,
+                          id + " is not installed. Reinstalling it later starts with a clean slate.", Safety::review,
+                          CleanupAction::Trash{std::move(paths)}, 1000000);
 }
 
 TEST(LeftoverRulesTests, AnEditorsFoldersAreOfferedOnlyWhenItIsNotInstalled)
@@ -61,12 +54,6 @@ TEST(LeftoverRulesTests, AnEditorsFoldersAreOfferedOnlyWhenItIsNotInstalled)
     home.makeFolder(".config/Cursor");
     home.makeFolder(".config/code-oss"); // not this editor's
 
-    const auto ids = [](const std::vector<CleanupItem>& items) {
-        Paths found;
-        for (const CleanupItem& item : items)
-            found.push_back(item.id);
-        return found;
-    };
     // Cursor by its name on a Mac, Visual Studio Code by its Linux desktop entry.
     const std::vector<CleanupItem> items = run(machine(home.path(), {"code"}, {"Cursor"}), RuleFamilies::leftovers);
     ASSERT_EQ(items.size(), 1U);
@@ -75,11 +62,11 @@ TEST(LeftoverRulesTests, AnEditorsFoldersAreOfferedOnlyWhenItIsNotInstalled)
                                      "Windsurf is not installed. Reinstalling it later starts with a clean slate.",
                                      Safety::review, CleanupAction::Delete{{windsurf}}, false, 1, std::nullopt}));
 
-    EXPECT_EQ(ids(run(machine(home.path(), {"com.todesktop.230313mzl4w4u92", "com.visualstudio.code"}),
+    EXPECT_EQ(test::idsOf(run(machine(home.path(), {"com.todesktop.230313mzl4w4u92", "com.visualstudio.code"}),
                       RuleFamilies::leftovers)),
               (Paths{"leftover.Windsurf"}));
     const std::vector<CleanupItem> none = run(machine(home.path(), {}), RuleFamilies::leftovers);
-    EXPECT_EQ(ids(none), (Paths{"leftover.Cursor", "leftover.Windsurf", "leftover.Visual Studio Code"}));
+    EXPECT_EQ(test::idsOf(none), (Paths{"leftover.Cursor", "leftover.Windsurf", "leftover.Visual Studio Code"}));
     EXPECT_EQ(none[2].action, CleanupAction(CleanupAction::Delete{{vscode, code}}));
 }
 
@@ -115,19 +102,13 @@ TEST(LeftoverRulesTests, DeletedAppsOnAMacCollapseHelpersAndSkipCachesAndClaimed
                          leftover("org.sample.editor", "Editor", {container}),
                      }));
 
-    const auto ids = [](const std::vector<CleanupItem>& found) {
-        Paths names;
-        for (const CleanupItem& item : found)
-            names.push_back(item.id);
-        return names;
-    };
-    EXPECT_EQ(ids(run(machine(home.path(), {"com.acme.app"}), RuleFamilies::deletedApps)),
+    EXPECT_EQ(test::idsOf(run(machine(home.path(), {"com.acme.app"}), RuleFamilies::deletedApps)),
               (Paths{"leftover.app.com.other.viewer", "leftover.app.org.sample.editor"}))
         << "an installed com.acme.app keeps every com.acme trace";
     // An application the machine knows by identifier, though not listed, is still here.
     CleanupEnvironment knows = machine(home.path(), {});
     knows.isAppInstalled = [](const Paths&, const Paths& asked) { return asked == Paths{"com.acme.gone"}; };
-    EXPECT_EQ(ids(run(knows, RuleFamilies::deletedApps)),
+    EXPECT_EQ(test::idsOf(run(knows, RuleFamilies::deletedApps)),
               (Paths{"leftover.app.Com.Acme.App", "leftover.app.com.other.viewer", "leftover.app.org.sample.editor"}));
 }
 

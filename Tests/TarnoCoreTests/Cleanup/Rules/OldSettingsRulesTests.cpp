@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -30,8 +31,8 @@ std::map<std::string, CleanupItem> oldSettingsItems(const CleanupEnvironment& en
 
 CleanupItem settingsItem(const std::string& name, const std::string& title, Paths paths)
 {
-    return CleanupItem{"ide." + name, title,  CleanupCategory::developerTools, leftBehind, Safety::review,
-                       CleanupAction::Delete{std::move(paths)}, false, 1000000, std::nullopt};
+    return test::ruleItem("ide." + name, title, CleanupCategory::developerTools, leftBehind, Safety::review,
+                          CleanupAction::Delete{std::move(paths)}, 1000000);
 }
 
 TEST(OldSettingsRulesTests, IdeVersionSplitsProductFromVersion)

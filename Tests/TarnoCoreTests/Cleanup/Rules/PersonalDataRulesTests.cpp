@@ -1,6 +1,7 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
 #include "Support/AppBundles.hpp"
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/ScopedEnvironment.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/Unprivileged.hpp"
@@ -33,9 +34,9 @@ void writeBackupInfo(const std::string& path, plist_t name, bool dated)
 
 CleanupItem backup(const std::string& entry, const std::string& title, const std::string& path)
 {
-    return CleanupItem{"backup." + entry, title, CleanupCategory::personalData,
-                       "Erased for good. You can no longer restore the device from it.", Safety::review,
-                       CleanupAction::Delete{{path}}, false, 1, std::nullopt};
+    return test::ruleItem("backup." + entry, title, CleanupCategory::personalData,
+                          "Erased for good. You can no longer restore the device from it.", Safety::review,
+                          CleanupAction::Delete{{path}});
 }
 
 TEST(PersonalDataRulesTests, BackupsAreNamedByDeviceAndDateAndMailDownloadsAreEmptied)

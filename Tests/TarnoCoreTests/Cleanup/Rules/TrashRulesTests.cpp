@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Cleanup/Cleaner.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -14,18 +15,13 @@ namespace {
 using CleanupCatalog::Builder;
 using Paths = std::vector<std::string>;
 
-std::vector<CleanupItem> trashItems(const CleanupEnvironment& env)
-{
-    Builder builder(env);
-    RuleFamilies::trash(builder);
-    return builder.takeItems();
-}
+std::vector<CleanupItem> trashItems(const CleanupEnvironment& env) { return test::familyItems(env, RuleFamilies::trash); }
 
 CleanupItem trashItem(Paths paths)
 {
-    return CleanupItem{"trash", "Everything in the Trash", CleanupCategory::trash,
-                       "Erased for good. It can no longer be put back.", Safety::review,
-                       CleanupAction::DeleteContents{std::move(paths)}, false, 1, std::nullopt};
+    return test::ruleItem("trash", "Everything in the Trash", CleanupCategory::trash,
+                          "Erased for good. It can no longer be put back.", Safety::review,
+                          CleanupAction::DeleteContents{std::move(paths)});
 }
 
 TEST(TrashRulesTests, TheMacsTrashOrTheFreedesktopTrashsTwoFolders)

@@ -1,5 +1,6 @@
 #include "TarnoCore/Cleanup/Rules/RuleFamilies.hpp"
 
+#include "Support/RuleFamilyItems.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -12,20 +13,9 @@ using Paths = std::vector<std::string>;
 
 constexpr const char* xcodeFolder = "Library/Developer/Xcode";
 
-std::vector<CleanupItem> xcodeItems(const CleanupEnvironment& env)
-{
-    Builder builder(env);
-    RuleFamilies::xcode(builder);
-    return builder.takeItems();
-}
+using test::idsOf;
 
-Paths idsOf(const std::vector<CleanupItem>& items)
-{
-    Paths ids;
-    for (const CleanupItem& item : items)
-        ids.push_back(item.id);
-    return ids;
-}
+std::vector<CleanupItem> xcodeItems(const CleanupEnvironment& env) { return test::familyItems(env, RuleFamilies::xcode); }
 
 CleanupEnvironment withSimulators(const std::string& home, std::vector<SimulatorDevice> devices)
 {
