@@ -801,8 +801,9 @@ std::string runAllCases(const std::string& base)
     // Whatever goes wrong, the user's real home is out of reach.
     const char* realHome = std::getenv("HOME");
     if (realHome != nullptr && std::string_view(realHome).size() > 1 && isRealFolder(realHome)
-        && !isInside(base, realHome))
-        ::mount("tmpfs", realHome, "tmpfs", MS_RDONLY, "size=16k,mode=0555");
+        && !isInside(base, realHome)
+        && ::mount("tmpfs", realHome, "tmpfs", MS_RDONLY, "size=16k,mode=0555") != 0)
+        return std::string("0 cases run: could not cover the real home: ") + std::strerror(errno) + "\n";
     for (const char* variable : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
         ::unsetenv(variable);
 
