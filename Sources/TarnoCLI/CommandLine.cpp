@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <cstdio>
 
 namespace tarno::cli {
@@ -354,6 +355,13 @@ std::string helpText(const std::vector<const CommandSyntax*>& commands)
 std::string versionText()
 {
     return fmt::format("tarno-cli {}\n", TARNO_VERSION);
+}
+
+std::string absolutePath(const std::string& given)
+{
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(given, error);
+    return withoutTrailingSlash(error ? given : absolute.string());
 }
 
 std::string withoutTrailingSlash(std::string path)

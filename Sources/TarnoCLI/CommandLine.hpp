@@ -108,4 +108,7 @@ std::string versionText();
 // A path as the catalog expects a home: without a trailing slash.
 std::string withoutTrailingSlash(std::string path);
 
+// An operand as an absolute path without a trailing slash; nothing else is normalised.
+std::string absolutePath(const std::string& given);
+
 } // namespace tarno::cli

@@ -8,19 +8,10 @@
 
 #include <fmt/core.h>
 
-#include <filesystem>
 
 namespace tarno::cli {
 
 namespace {
-
-// The measure wants absolute paths without a trailing slash.
-std::string absolutePath(const std::string& given)
-{
-    std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(given, error);
-    return withoutTrailingSlash(error ? given : absolute.string());
-}
 
 void printHuman(const SizeResult& size)
 {

@@ -120,11 +120,10 @@ Json encode(const ProjectScan::WorktreeRow& row)
     return object;
 }
 
-std::string absolutePath(const std::string& given)
+// Rows are matched by path, so "code/../code/app" must name "code/app".
+std::string normalPath(const std::string& given)
 {
-    std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(given, error);
-    return withoutTrailingSlash(error ? given : absolute.lexically_normal().string());
+    return withoutTrailingSlash(std::filesystem::path(absolutePath(given)).lexically_normal().string());
 }
 
 // The real size, and beside it what a plain size would say when that is more.
@@ -169,7 +168,7 @@ int runProjects(const std::vector<std::string>& arguments)
 
     std::vector<std::string> roots;
     for (const std::string& operand : parsed->operands)
-        roots.push_back(absolutePath(operand));
+        roots.push_back(normalPath(operand));
     if (roots.empty())
         roots = ProjectFinder::defaultRoots(home);
 
@@ -179,7 +178,7 @@ int runProjects(const std::vector<std::string>& arguments)
 
     std::set<std::string> artifacts, worktrees;
     for (const std::string& given : parsed->values("--select")) {
-        const std::string path = absolutePath(given);
+        const std::string path = normalPath(given);
         const bool isArtifact = std::any_of(scan.artifacts.begin(), scan.artifacts.end(),
                                             [&](const auto& row) { return row.path == path; });
         const bool isWorktree = std::any_of(scan.worktrees.begin(), scan.worktrees.end(),

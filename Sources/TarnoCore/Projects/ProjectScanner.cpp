@@ -119,6 +119,9 @@ ProjectScan scan(const std::vector<std::string>& roots,
     std::set<std::string> projectPaths;
     for (const FoundProject& project : found.projects)
         projectPaths.insert(project.path);
+    std::set<std::string> artifactPaths;
+    for (const FoundArtifact& artifact : found.artifacts)
+        artifactPaths.insert(artifact.path);
     for (const std::string& repository : repositories) {
         std::vector<std::string> outside;
         for (const std::string& path : git.paths(repository)) {
@@ -133,9 +136,7 @@ ProjectScan scan(const std::vector<std::string>& roots,
                 found.projects.push_back(std::move(project));
         }
         for (FoundArtifact& artifact : more.artifacts) {
-            const bool known = std::any_of(found.artifacts.begin(), found.artifacts.end(),
-                                           [&](const FoundArtifact& other) { return other.path == artifact.path; });
-            if (!known)
+            if (artifactPaths.insert(artifact.path).second)
                 found.artifacts.push_back(std::move(artifact));
         }
     }
@@ -143,13 +144,20 @@ ProjectScan scan(const std::vector<std::string>& roots,
               [](const FoundArtifact& a, const FoundArtifact& b) { return a.path < b.path; });
 
     stage(CheckingWorktrees{static_cast<int>(repositories.size())});
-    const auto generatedIn = [&](const std::string& worktree) {
-        std::vector<std::string> inside;
-        for (const FoundArtifact& artifact : found.artifacts) {
-            if (isAtOrInside(artifact.path, worktree))
-                inside.push_back(artifact.path);
+    // The indices of the artifacts inside a worktree, in artifact order.
+    const auto artifactsIn = [&](const std::string& worktree) {
+        std::vector<std::size_t> inside;
+        for (std::size_t index = 0; index < found.artifacts.size(); ++index) {
+            if (isAtOrInside(found.artifacts[index].path, worktree))
+                inside.push_back(index);
         }
         return inside;
+    };
+    const auto generatedIn = [&](const std::string& worktree) {
+        std::vector<std::string> paths;
+        for (const std::size_t index : artifactsIn(worktree))
+            paths.push_back(found.artifacts[index].path);
+        return paths;
     };
     std::vector<Worktree> usable;
     for (const std::string& repository : repositories) {
@@ -190,11 +198,10 @@ ProjectScan scan(const std::vector<std::string>& roots,
     for (std::size_t index = 0; index < usable.size(); ++index) {
         ProjectScan::WorktreeRow row;
         row.worktree = usable[index];
-        row.generated = generatedIn(row.worktree.path);
         row.owners.push_back(static_cast<std::int32_t>(found.artifacts.size() + index));
-        for (std::size_t artifact = 0; artifact < found.artifacts.size(); ++artifact) {
-            if (isAtOrInside(found.artifacts[artifact].path, row.worktree.path))
-                row.owners.push_back(static_cast<std::int32_t>(artifact));
+        for (const std::size_t artifact : artifactsIn(row.worktree.path)) {
+            row.generated.push_back(found.artifacts[artifact].path);
+            row.owners.push_back(static_cast<std::int32_t>(artifact));
         }
         row.apparentBytes = sumApparent(row.owners);
         row.realBytes = result.account.freed({row.owners.begin(), row.owners.end()});
