@@ -1,14 +1,21 @@
 #!/usr/bin/env bash
 # Fuzzes the core's readers of outside text, one target after the other.
 #   scripts/fuzz.sh [seconds-per-target] [target...]
+#   scripts/fuzz.sh --runs N [target...]     N executions per target instead
 # Targets are the folder names in Fuzz/Seeds (all of them by default). Each
 # keeps its growing corpus in build/fuzz/corpus/<target>, started from its
 # seeds, and any input that breaks it in build/fuzz/crashes/<target>.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-seconds=${1:-600}
-shift || true
+# Either a time or an execution count bounds each target.
+if [ "${1:-}" = --runs ]; then
+  limit=(-runs="${2:?--runs needs a count}")
+  shift 2
+else
+  limit=(-max_total_time="${1:-600}")
+  shift || true
+fi
 if [ $# -gt 0 ]; then
   targets=("$@")
 else
@@ -37,7 +44,7 @@ for target in "${targets[@]}"; do
   # The corpus first: libFuzzer writes what it finds into the first folder,
   # never into the checked-in seeds.
   status=0
-  "$program" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=2048 -print_final_stats=1 \
+  "$program" "${limit[@]}" -timeout=5 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="$crashes/" "$corpus" "Fuzz/Seeds/$target" >"$log" 2>&1 || status=$?
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
   perSecond=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -n 1)
