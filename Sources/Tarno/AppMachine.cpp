@@ -33,6 +33,7 @@ AppMachine AppMachine::live(CleanupEnvironment environment)
         .history = History::inFile(CleanupHistory(home).file()),
         .disk = [](const std::string& path) { return SystemStats::disk(path); },
         .cleanup = CleanupMachine::live(std::move(environment)),
+        .projects = ProjectsMachine::live(),
     };
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tarno/CleanupMachine.hpp"
+#include "Tarno/ProjectsMachine.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
 #include "TarnoCore/Performance/DiskUsage.hpp"
@@ -33,6 +34,7 @@ struct AppMachine {
     // The capacity of the volume that holds a path.
     std::function<std::optional<DiskUsage>(const std::string& path)> disk;
     CleanupMachine cleanup;
+    ProjectsMachine projects;
 
     // This machine, looked at through the given environment.
     static AppMachine live(CleanupEnvironment environment);

@@ -14,11 +14,15 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     , m_readings(new TaskRunner(2, this))
     , m_historyQueue(new TaskRunner(1, this))
     , m_cleanup(new CleanupModel(m_machine.cleanup, m_guardian, this))
+    , m_projects(new ProjectsModel(m_machine.projects, m_machine.home, m_guardian, this))
 {
     // The sections report what they removed here, and say when the disk changed.
     m_cleanup->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
     m_cleanup->onDiskChanged = [this] { refreshDisk(); };
     m_cleanup->keepRecord = m_machine.history.append;
+    m_projects->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
+    m_projects->onDiskChanged = [this] { refreshDisk(); };
+    m_projects->keepRecord = m_machine.history.append;
     loadRecords();
 }
 
@@ -27,6 +31,7 @@ AppModel::~AppModel()
     cancelAll();
     // The sections go first, while the history they may still write stands.
     delete m_cleanup;
+    delete m_projects;
     delete m_readings;
     delete m_historyQueue;
 }
@@ -34,6 +39,7 @@ AppModel::~AppModel()
 void AppModel::cancelAll()
 {
     m_cleanup->cancel();
+    m_projects->cancel();
     m_readings->cancel();
 }
 

@@ -2,6 +2,7 @@
 
 #include "Tarno/AppMachine.hpp"
 #include "Tarno/CleanupModel.hpp"
+#include "Tarno/ProjectsModel.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
 #include "TarnoCore/Foundation/PathGuard.hpp"
@@ -28,6 +29,7 @@ class AppModel : public QObject {
     QML_ELEMENT
     QML_UNCREATABLE("The application owns the model")
     Q_PROPERTY(tarno::CleanupModel* cleanup READ cleanup CONSTANT)
+    Q_PROPERTY(tarno::ProjectsModel* projects READ projects CONSTANT)
     // The selected section's number in allSections, -1 for none.
     Q_PROPERTY(int section READ sectionNumber WRITE setSectionNumber NOTIFY sectionChanged)
     // The section whose screen the detail area shows: overview when none is selected.
@@ -50,6 +52,7 @@ public:
     const PathGuard& guardian() const { return m_guardian; }
 
     CleanupModel* cleanup() const { return m_cleanup; }
+    ProjectsModel* projects() const { return m_projects; }
 
     // The history, newest first; empty until it has been read.
     const std::vector<CleanupRecord>& records() const { return m_records; }
@@ -91,6 +94,7 @@ private:
     TaskRunner* m_readings;
     TaskRunner* m_historyQueue;
     CleanupModel* m_cleanup;
+    ProjectsModel* m_projects;
 
     std::vector<CleanupRecord> m_records;
     std::optional<DiskUsage> m_disk;

@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Cleanup/AdminCleanup.hpp"
 #include "TarnoCore/Foundation/ByteFormat.hpp"
+#include "TarnoCore/Foundation/TildePath.hpp"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -340,10 +341,7 @@ QString CleanupScreen::summaryDetail(const CleanSummary& summary)
 
 QString CleanupScreen::failureLine(const CleanReport::Failure& failure, const std::string& home)
 {
-    std::string path = failure.path;
-    if (!home.empty() && (path == home || path.starts_with(home + "/")))
-        path = "~" + path.substr(home.size());
-    return QString::fromStdString(path + ": " + failure.reason);
+    return QString::fromStdString(withTilde(failure.path, home) + ": " + failure.reason);
 }
 
 QString CleanupScreen::removalCommand(const std::vector<std::string>& paths)

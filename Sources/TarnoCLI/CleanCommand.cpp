@@ -10,6 +10,7 @@
 #include "TarnoCore/Cleanup/CleanupHistory.hpp"
 #include "TarnoCore/Cleanup/CleanupRun.hpp"
 #include "TarnoCore/Foundation/ByteFormat.hpp"
+#include "TarnoCore/Foundation/TildePath.hpp"
 
 #include <fmt/core.h>
 
@@ -141,7 +142,7 @@ void printOutcome(const CleanupRun::Outcome& outcome, bool anyTrash, const std::
     if (!summary.failures.empty()) {
         fmt::print("Could not remove:\n");
         for (const CleanReport::Failure& failure : summary.failures)
-            fmt::print("  {}: {}\n", TextFormat::withTilde(failure.path, home), failure.reason);
+            fmt::print("  {}: {}\n", withTilde(failure.path, home), failure.reason);
     }
     fmt::print("Freed {}.\n", ByteFormat::string(summary.freed));
     if (anyTrash)

@@ -5,6 +5,7 @@
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Foundation/ByteFormat.hpp"
+#include "TarnoCore/Foundation/TildePath.hpp"
 #include "TarnoCore/Performance/ProcessSampler.hpp"
 #include "TarnoCore/Projects/ProjectScanner.hpp"
 
@@ -136,7 +137,7 @@ std::string sizes(std::int64_t real, std::int64_t apparent)
 
 void printHuman(const ProjectScan& scan, const std::string& home)
 {
-    const auto shown = [&home](const std::string& path) { return TextFormat::withTilde(path, home); };
+    const auto shown = [&home](const std::string& path) { return withTilde(path, home); };
     if (scan.artifacts.empty() && scan.worktrees.empty()) {
         fmt::print("No build output or worktrees found.\n");
         return;

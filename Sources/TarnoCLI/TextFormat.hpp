@@ -12,9 +12,6 @@ namespace tarno::cli::TextFormat {
 // ISO 8601 in UTC to the second: "2024-05-01T09:30:00Z".
 std::string isoTimestamp(std::chrono::system_clock::time_point instant);
 
-// The path with the home folder as "~": "~/Library/Caches".
-std::string withTilde(const std::string& path, const std::string& home);
-
 // The badge a user reads: "Safe" or "Your call".
 std::string_view safetyLabel(Safety safety);
 

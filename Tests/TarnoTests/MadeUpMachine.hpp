@@ -2,6 +2,8 @@
 
 #include "Tarno/AppMachine.hpp"
 
+#include "TarnoTests/MadeUpProjects.hpp"
+
 #include "TarnoCore/Cleanup/AdminCleanup.hpp"
 
 #include "TarnoCore/Cleanup/CleanSummary.hpp"
@@ -160,6 +162,7 @@ public:
                 return state->disk;
             },
             .cleanup = cleanupMachine(),
+            .projects = test::MadeUpProjects().machine(),
         };
     }
 

@@ -1,5 +1,7 @@
 #include "Tarno/Demo/DemoMachine.hpp"
 
+#include "Tarno/Demo/DemoProjects.hpp"
+
 #include "TarnoCore/Cleanup/Tools/Docker.hpp"
 
 #include <chrono>
@@ -262,6 +264,7 @@ AppMachine machine()
             return std::optional<DiskUsage>(DiskUsage{.total = 512'110 * megabytes, .available = disk->available});
         },
         .cleanup = cleanupMachineOn(disk),
+        .projects = projectsMachine(),
     };
 }
 

@@ -125,12 +125,27 @@ Item {
 
             Loader {
                 anchors.fill: parent
-                sourceComponent: sections.rawValue(content.model.shownSection) === "cleanup" ? cleanupScreen : titleScreen
+                sourceComponent: {
+                    switch (sections.rawValue(content.model.shownSection)) {
+                    case "cleanup": return cleanupScreen
+                    case "projects": return projectsScreen
+                    default: return titleScreen
+                    }
+                }
             }
             Component {
                 id: cleanupScreen
                 CleanupView {
                     model: content.model.cleanup
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                }
+            }
+            Component {
+                id: projectsScreen
+                ProjectsView {
+                    model: content.model.projects
                     title: sections.title(content.model.shownSection)
                     symbol: sections.symbol(content.model.shownSection)
                     tint: Theme.sectionTint(content.model.shownSection)

@@ -10,11 +10,14 @@ Machine Machine::live(const PathGuard& guardian)
         .perform = [cleaner = Cleaner{guardian}](const CleanupAction& action, const IsCancelled& isCancelled) {
             return cleaner.perform(action, isCancelled);
         },
-        .exists = [](const std::string& path) {
-            struct stat status {};
-            return ::lstat(path.c_str(), &status) == 0;
-        },
+        .exists = isPresent,
     };
+}
+
+bool isPresent(const std::string& path)
+{
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
 }
 
 std::string name(const ProjectScan::WorktreeRow& row)

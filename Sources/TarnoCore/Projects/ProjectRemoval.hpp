@@ -41,6 +41,9 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
+// Whether anything, even a dangling link, stands at the path.
+bool isPresent(const std::string& path);
+
 // "api" for /work/api: the worktree's folder name.
 std::string name(const ProjectScan::WorktreeRow& row);
 // "shop/node_modules": the artifact below its project's name.
