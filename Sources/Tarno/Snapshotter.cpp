@@ -2,7 +2,12 @@
 
 #include "Tarno/AppModel.hpp"
 
+#include "TarnoCore/Projects/ProjectRemoval.hpp"
+
+#include <memory>
+
 #include <QDir>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QQuickWindow>
 
@@ -94,6 +99,43 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
     list.push_back({QStringLiteral("cleanup-scanning"), [](AppModel& model) {
                         model.cleanup()->setPhase(Phase::scanning);
                     }});
+
+    // The Projects screen, from a first scan to a removal that met a refusal.
+    list.push_back({QStringLiteral("projects-scanning"), [](AppModel& model) {
+                        model.setSection(AppModel::Section::projects);
+                        model.projects()->setPhase(ProjectsModel::Scanning{ProjectScanner::Measuring{131'877}});
+                    }});
+    list.push_back({QStringLiteral("projects-list"),
+                    [](AppModel& model) {
+                        model.projects()->setPhase(ProjectsModel::Idle{});
+                        model.projects()->scanProjects();
+                    },
+                    [](const AppModel& model) { return model.projects()->isReady(); }});
+    list.push_back({QStringLiteral("projects-confirmation"), [](AppModel& model) {
+                        model.projects()->setConfirming(true);
+                    }});
+    list.push_back({QStringLiteral("projects-cleaning"), [](AppModel& model) {
+                        ProjectsModel& projects = *model.projects();
+                        projects.setConfirming(false);
+                        const auto rows = projects.selectedArtifactRows();
+                        projects.setPhase(ProjectsModel::Cleaning{rows.empty() ? "" : ProjectRemoval::name(rows.front())});
+                    }});
+    list.push_back({QStringLiteral("projects-summary"), [](AppModel& model) {
+                        // What removing the selection would report, with refusals
+                        // to show how failures read.
+                        ProjectsModel& projects = *model.projects();
+                        CleanSummary summary;
+                        summary.freed = projects.selectedBytes();
+                        for (const char* path : {"code/shop/node_modules/.pnpm/esbuild@0.21.5/node_modules/esbuild/bin",
+                                                 "work/field-app/build/app/intermediates", "work/field-app/.dart_tool"})
+                            summary.failures.push_back({projects.home() + "/" + path, "Permission denied"});
+                        projects.setPhase(ProjectsModel::Ready{});
+                        projects.setSummary(summary);
+                    }});
+    list.push_back({QStringLiteral("projects-rescanning"), [](AppModel& model) {
+                        model.projects()->setSummary(std::nullopt);
+                        model.projects()->setPhase(ProjectsModel::Scanning{ProjectScanner::CheckingWorktrees{1}});
+                    }});
     return list;
 }
 
@@ -147,7 +189,36 @@ void Snapshotter::showNext()
         finish(true, {});
         return;
     }
-    m_shots[m_next].stage(*m_model);
+    const Shot& shot = m_shots[m_next];
+    shot.stage(*m_model);
+    if (shot.isReady && !shot.isReady(*m_model)) {
+        // Asked again on each turn of the event loop, for at most a minute.
+        auto waited = std::make_shared<QElapsedTimer>();
+        waited->start();
+        auto* poll = new QTimer(this);
+        poll->setInterval(10);
+        connect(poll, &QTimer::timeout, this, [this, poll, waited] {
+            if (!m_model) {
+                poll->deleteLater();
+                finish(false, QStringLiteral("The model went away."));
+                return;
+            }
+            if (m_shots[m_next].isReady(*m_model)) {
+                poll->deleteLater();
+                waitForFrames();
+            } else if (waited->hasExpired(60'000)) {
+                poll->deleteLater();
+                finish(false, QStringLiteral("%1 was never ready.").arg(m_shots[m_next].name));
+            }
+        });
+        poll->start();
+        return;
+    }
+    waitForFrames();
+}
+
+void Snapshotter::waitForFrames()
+{
     m_waitingForFrame = true;
     m_framesToWait = 2;
     m_frameTimeout.start();

@@ -17,8 +17,10 @@ class AppModel;
 // Renders the main window to PNG files once the first scan is ready: each
 // section as <section raw value>.png, then the Cleanup screen in its other
 // states (cleanup-confirmation, -cleaning, -summary, -banners, -empty,
-// -scanning).
-// Those states are staged on the model for the picture: nothing is removed.
+// -scanning), then the Projects screen in its states after the empty one
+// (projects-scanning, -list, -confirmation, -cleaning, -summary,
+// -rescanning). Those states are staged on the model for the picture: nothing
+// is removed.
 class Snapshotter : public QObject {
     Q_OBJECT
 
@@ -40,11 +42,14 @@ private:
     struct Shot {
         QString name;
         std::function<void(AppModel&)> stage;
+        // When the staging starts work: the picture waits until this holds.
+        std::function<bool(const AppModel&)> isReady = nullptr;
     };
     static std::vector<Shot> shots();
 
     void begin();
     void showNext();
+    void waitForFrames();
     void capture();
     void finish(bool succeeded, const QString& message);
 

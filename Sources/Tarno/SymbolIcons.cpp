@@ -39,6 +39,10 @@ constexpr std::array entries = {
     Entry{L("checkmark.circle.fill"), L("emblem-default-symbolic")},
     Entry{L("exclamationmark.triangle.fill"), L("dialog-warning-symbolic")},
     Entry{L("eye.slash"), L("view-conceal-symbolic")},
+    Entry{L("folder"), L("folder-symbolic")},
+    Entry{L("arrow.triangle.branch"), L("media-playlist-shuffle-symbolic")},
+    Entry{L("ellipsis.circle"), L("view-more-horizontal-symbolic")},
+    Entry{L("info.circle"), L("dialog-information-symbolic")},
 };
 
 } // namespace

@@ -37,7 +37,8 @@ TEST(SymbolIcons, EverySymbolTheScreensUseIsMapped)
     for (CleanupCategory category : allCleanupCategories)
         symbols.append(QString::fromUtf8(symbol(category)));
     for (const char* other : {"arrow.clockwise", "lock", "checkmark.circle", "checkmark.circle.fill",
-                              "exclamationmark.triangle.fill", "eye.slash", "trash"})
+                              "exclamationmark.triangle.fill", "eye.slash", "trash", "folder",
+                              "arrow.triangle.branch", "ellipsis.circle", "info.circle"})
         symbols.append(QString::fromUtf8(other));
 
     for (const QString& symbol : symbols)

@@ -8,8 +8,8 @@ Rectangle {
     property color tint: Theme.accent
     property int size: 28
 
-    width: size
-    height: size
+    implicitWidth: size
+    implicitHeight: size
     radius: Math.round(size * 0.28)
     color: Theme.wash(tint, 0.14)
 
