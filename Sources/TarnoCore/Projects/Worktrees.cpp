@@ -309,8 +309,12 @@ std::optional<std::string> defaultBranch(const std::string& repository)
 std::map<std::string, PullRequest> pullRequests(const std::string& repository)
 {
     const std::optional<std::string> gh = Platform::firstExecutable(Platform::ghCandidates());
-    if (!gh)
-        return {};
+    return gh ? pullRequests(repository, *gh, ghTimeout) : std::map<std::string, PullRequest>{};
+}
+
+std::map<std::string, PullRequest> pullRequests(const std::string& repository, const std::string& gh,
+                                                std::chrono::seconds timeout)
+{
     const std::optional<std::string> url = successfulOutput(repository, {"remote", "get-url", "origin"});
     if (!url)
         return {};
@@ -318,10 +322,10 @@ std::map<std::string, PullRequest> pullRequests(const std::string& repository)
     if (!slug)
         return {};
     const std::optional<Shell::Output> output =
-        Shell::run(*gh,
+        Shell::run(gh,
                    {"pr", "list", "--repo", *slug, "--state", "all", "--limit", "1000", "--json",
                     "number,state,headRefName,headRefOid"},
-                   {{"GH_PROMPT_DISABLED", "1"}}, ghTimeout);
+                   {{"GH_PROMPT_DISABLED", "1"}}, timeout);
     // A time-out ends in a signal's status, so it fails here too.
     if (!output || !output->succeeded())
         return {};

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -62,6 +63,10 @@ std::optional<std::string> defaultBranch(const std::string& repository);
 // The pull requests of origin on GitHub, by head branch; empty without the
 // GitHub CLI, off GitHub, offline or logged out.
 std::map<std::string, PullRequest> pullRequests(const std::string& repository);
+
+// The same through the GitHub CLI at `gh`, given up after `timeout`.
+std::map<std::string, PullRequest> pullRequests(const std::string& repository, const std::string& gh,
+                                                std::chrono::seconds timeout);
 
 // The GitHub CLI's JSON list of pull requests, by head branch, the highest
 // number standing; empty unless every element has the expected shape.

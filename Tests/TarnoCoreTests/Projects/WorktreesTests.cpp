@@ -383,6 +383,40 @@ TEST_F(WorktreesOnDisk, PullRequestsDecideAfterTheMergeTestAndBeforeTheRemote)
     EXPECT_EQ(Worktrees::inspect({done, "done", false, false}, repository, std::nullopt, {}, {}).state, State::Pushed{});
 }
 
+TEST_F(WorktreesOnDisk, TheGitHubToolAnswersOrIsPassedOverWithinItsTime)
+{
+    ASSERT_TRUE(test::runGit(repository, {"remote", "set-url", "origin", "git@github.com:acme/shop.git"}));
+    // Stand-ins for the GitHub CLI; the first answers only the question it expects.
+    const std::string answer = R"([{"number":7,"state":"MERGED","headRefName":"feature","headRefOid":"abc"}])";
+    const struct {
+        const char* name;
+        std::string script;
+        std::size_t pulls;
+    } cases[] = {
+        {"answers", "[ \"$*\" = 'pr list --repo acme/shop --state all --limit 1000 --json "
+                    "number,state,headRefName,headRefOid' ] || exit 2\necho '" + answer + "'", 1},
+        {"fails", "echo 'HTTP 401: Bad credentials' >&2; exit 1", 0},
+        {"prints garbage", "echo 'Welcome to GitHub CLI!'", 0},
+        {"hangs", "sleep 30; echo '" + answer + "'", 0},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        const std::string gh = folder.makeFile(std::string("gh-") + each.name);
+        std::ofstream(gh) << "#!/bin/sh\n" << each.script << "\n";
+        std::filesystem::permissions(gh, std::filesystem::perms::owner_all);
+        const auto started = std::chrono::steady_clock::now();
+        const auto pulls = Worktrees::pullRequests(repository, gh, std::chrono::seconds(1));
+        EXPECT_EQ(pulls.size(), each.pulls);
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+        if (each.pulls == 1) {
+            EXPECT_EQ(pulls.at("feature"), (Worktrees::PullRequest{7, "MERGED", "feature", "abc"}));
+        }
+    }
+    // Off GitHub, the tool is not asked at all.
+    ASSERT_TRUE(test::runGit(repository, {"remote", "set-url", "origin", "https://gitlab.com/acme/shop.git"}));
+    EXPECT_TRUE(Worktrees::pullRequests(repository, folder / "gh-answers", std::chrono::seconds(1)).empty());
+}
+
 TEST_F(WorktreesOnDisk, InspectTellsMissingBeforeLockedAndFailedStatusAsUntracked)
 {
     const std::string file = folder.makeFile("a-file");
