@@ -1,8 +1,13 @@
 #include "Tarno/Demo/DemoProjects.hpp"
 #include "Tarno/ProjectsModel.hpp"
 
+#include "Support/GitRepository.hpp"
+#include "Support/ScopedEnvironment.hpp"
+#include "Support/TemporaryFolder.hpp"
 #include "TarnoTests/MadeUpMachine.hpp"
 #include "TarnoTests/MadeUpProjects.hpp"
+
+#include <filesystem>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -182,6 +187,54 @@ TEST_F(ProjectsFlow, RootsAreKeptOnlyForTheUsersOwnHome)
     EXPECT_THAT(other->roots(), ElementsAre(inHome("code"))); // the usual folders
     other->setRoots({inHome("mine")});
     EXPECT_EQ(machine.storedRoots(), ProjectsMachine::Roots{inHome("elsewhere")});
+}
+
+TEST(ProjectsFlowOnDisk, RemovesAFinishedWorktreeWithGitAndAProjectsPackages)
+{
+    if (!test::hasGit())
+        GTEST_SKIP() << "no git";
+    const test::ScopedEnvironment noSystemConfig{"GIT_CONFIG_NOSYSTEM", "1"};
+    const test::ScopedEnvironment noUserConfig{"GIT_CONFIG_GLOBAL", "/dev/null"};
+    test::TemporaryFolder folder;
+    // git names worktrees by their real path.
+    const std::string realHome = std::filesystem::canonical(folder.path()).string();
+    const std::string app = realHome + "/code/app";
+    const std::string done = realHome + "/code/app-done";
+    ASSERT_TRUE(test::makeRepositoryWithOrigin(app, realHome + "/origin.git", "node_modules/\n"));
+    ASSERT_TRUE(test::commitFile(app, "package.json", "{}") && test::runGit(app, {"push", "-q", "origin", "main"}));
+    ASSERT_TRUE(test::runGit(app, {"worktree", "add", "-q", "-b", "done", done}));
+    folder.makeFile("code/app/node_modules/left-pad/index.js", 40'000);
+    folder.makeFile("code/app-done/node_modules/left-pad/index.js", 40'000);
+
+    ProjectsMachine machine = ProjectsMachine::live();
+    machine.rememberedRoots = std::nullopt; // never the preferences of whoever runs the tests
+    const PathGuard guardian = PathGuard::forHome(realHome);
+    ProjectsModel model(machine, realHome, guardian);
+    std::vector<CleanupRecord> records;
+    model.onCleaned = [&](const CleanupRecord& record) { records.push_back(record); };
+    model.setRoots({realHome + "/code"});
+    model.scanProjects();
+    ASSERT_TRUE(waitUntil([&] { return model.isReady(); }));
+
+    ASSERT_EQ(model.removableWorktrees().size(), 1u);
+    EXPECT_EQ(model.removableWorktrees()[0].worktree.summary(), "Merged into main");
+    ASSERT_EQ(model.scan()->artifacts.size(), 1u); // the worktree's packages go with it
+    model.setSelectedWorktrees({done});
+    model.setSelectedArtifacts({app + "/node_modules"});
+    const std::int64_t expected = model.selectedBytes();
+    EXPECT_GE(expected, 80'000);
+    model.clean();
+    ASSERT_TRUE(waitUntil([&] { return model.isReady(); }));
+
+    EXPECT_FALSE(std::filesystem::exists(done));
+    EXPECT_FALSE(std::filesystem::exists(app + "/node_modules"));
+    EXPECT_TRUE(std::filesystem::exists(app + "/package.json"));
+    EXPECT_EQ(test::gitOutput(app, {"branch", "--list", "done"}), "  done"); // its commits stay on the branch
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].freedBytes, expected);
+    EXPECT_THAT(records[0].items, ElementsAre("Worktree app-done", "app/node_modules"));
+    EXPECT_TRUE(model.scan()->worktrees.empty());
+    EXPECT_TRUE(model.scan()->artifacts.empty());
 }
 
 } // namespace
