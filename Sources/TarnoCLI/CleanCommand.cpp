@@ -1,4 +1,5 @@
 #include "CommandLine.hpp"
+#include "Confirmation.hpp"
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
 #include "ItemMeasurer.hpp"
@@ -15,16 +16,8 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <atomic>
-#include <map>
-#include <cctype>
 #include <cstdio>
-#include <iostream>
-
-#include <csignal>
-
-#include <signal.h>
-#include <unistd.h>
+#include <map>
 
 namespace tarno::cli {
 
@@ -65,44 +58,12 @@ std::string itemCount(std::size_t count)
     return count == 1 ? "1 item" : fmt::format("{} items", count);
 }
 
-bool isYes(std::string answer)
-{
-    std::erase_if(answer, [](unsigned char character) { return std::isspace(character) != 0; });
-    std::transform(answer.begin(), answer.end(), answer.begin(),
-                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return answer == "y" || answer == "yes";
-}
-
-// The prompt goes to `stream`: standard error when standard output carries JSON.
-bool confirmedOnTerminal(std::size_t count, std::FILE* stream)
-{
-    fmt::print(stream, "Clean {}? [y/N] ",
-               count == 1 ? std::string("this item") : fmt::format("these {} items", count));
-    std::fflush(stream);
-    std::string answer;
-    if (!std::getline(std::cin, answer)) {
-        // End of file: no answer, and no newline typed after the prompt either.
-        fmt::print(stream, "\n");
-        return false;
-    }
-    return isYes(answer);
-}
-
-// Ctrl-C during a clean ends it after the path under way: what was done
-// stays done and goes into the history.
-std::atomic<bool> interrupted{false};
-
-extern "C" void noteInterrupt(int /*signal*/) { interrupted = true; }
-
 CleanupRun::Outcome clean(const std::vector<CleanupItem>& items, const std::map<std::string, SizeResult>& sizes,
                           const Cleaner& cleaner, bool showProgress)
 {
-    struct sigaction action {};
-    action.sa_handler = noteInterrupt;
-    ::sigemptyset(&action.sa_mask);
-    struct sigaction previous {};
-    ::sigaction(SIGINT, &action, &previous);
-
+    // Ctrl-C during a clean ends it after the path under way: what was done
+    // stays done and goes into the history.
+    const InterruptWatch watch;
     const CleanupRun::Machine machine{
         .perform = [&cleaner](const CleanupAction& cleanupAction, const CleanupRun::IsCancelled& isCancelled) {
             return cleaner.perform(cleanupAction, isCancelled);
@@ -120,9 +81,7 @@ CleanupRun::Outcome clean(const std::vector<CleanupItem>& items, const std::map<
         },
         .finished = {},
     };
-    CleanupRun::Outcome outcome = CleanupRun::clean(items, sizes, machine, progress, [] { return interrupted.load(); });
-    ::sigaction(SIGINT, &previous, nullptr);
-    return outcome;
+    return CleanupRun::clean(items, sizes, machine, progress, [] { return InterruptWatch::wasInterrupted(); });
 }
 
 void printItem(const CleanupItem& item, const SizeResult& size)
@@ -204,13 +163,15 @@ int runClean(const std::vector<std::string>& arguments)
         return items.empty() ? incompleteStatus : successStatus;
     }
     if (!parsed->has("--yes")) {
-        if (::isatty(STDIN_FILENO) == 0) {
+        if (!canAsk()) {
             fmt::print(stderr, "tarno-cli: not cleaning: standard input is not a terminal, so no one can confirm; "
                                "pass --yes to clean without asking\n");
             return 1;
         }
         std::FILE* const promptStream = json ? stderr : stdout;
-        if (!confirmedOnTerminal(items.size(), promptStream)) {
+        const std::string question =
+            fmt::format("Clean {}?", items.size() == 1 ? std::string("this item") : fmt::format("these {} items", items.size()));
+        if (!confirmedOnTerminal(question, promptStream)) {
             fmt::print(promptStream, "Nothing was cleaned.\n");
             return 1;
         }

@@ -132,7 +132,11 @@ const CommandSyntax projectsSyntax{
     .options = {homeOption("judges and finds package stores as if DIR were the home folder"),
                 OptionSyntax{"--select", "PATH", "also prints what deleting all the selected rows together frees",
                              true},
-                jsonOption("prints the rows as a JSON object: artifacts, worktrees, and selectedBytes with --select")},
+                OptionSyntax{"--remove", "", "removes the selected rows after asking (worktrees with git), and "
+                                             "records what went in the history"},
+                OptionSyntax{"--yes", "", "removes without asking (needed when standard input is not a terminal)"},
+                jsonOption("prints the rows as a JSON object: artifacts, worktrees, and selectedBytes with --select; "
+                           "with --remove also removal: removedWorktrees, removedArtifacts, wasCancelled, summary")},
     .needsOperands = false,
     .takesOperands = true,
 };

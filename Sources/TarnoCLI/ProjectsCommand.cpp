@@ -1,12 +1,15 @@
 #include "CommandLine.hpp"
+#include "Confirmation.hpp"
 #include "Commands.hpp"
 #include "HomeEnvironment.hpp"
 #include "JsonEncoding.hpp"
 #include "TextFormat.hpp"
 
+#include "TarnoCore/Cleanup/CleanupHistory.hpp"
 #include "TarnoCore/Foundation/ByteFormat.hpp"
 #include "TarnoCore/Foundation/TildePath.hpp"
 #include "TarnoCore/Performance/ProcessSampler.hpp"
+#include "TarnoCore/Projects/ProjectRemoval.hpp"
 #include "TarnoCore/Projects/ProjectScanner.hpp"
 
 #include <fmt/core.h>
@@ -158,6 +161,91 @@ void printHuman(const ProjectScan& scan, const std::string& home)
     }
 }
 
+template <typename Row, typename PathOf>
+std::vector<Row> chosenRows(const std::vector<Row>& rows, const std::set<std::string>& paths, PathOf pathOf)
+{
+    std::vector<Row> chosen;
+    std::copy_if(rows.begin(), rows.end(), std::back_inserter(chosen),
+                 [&](const Row& row) { return paths.contains(pathOf(row)); });
+    return chosen;
+}
+
+Json encode(const ProjectRemoval::Outcome& outcome)
+{
+    Json object = Json::object();
+    object["removedWorktrees"] = outcome.removedWorktrees;
+    object["removedArtifacts"] = outcome.removedArtifacts;
+    object["wasCancelled"] = outcome.wasCancelled;
+    object["summary"] = JsonEncoding::encode(outcome.summary);
+    return object;
+}
+
+// Removes the selected rows once confirmed, records what went, and reports it.
+int removeSelected(const ProjectScan& scan, const std::set<std::string>& artifactPaths,
+                   const std::set<std::string>& worktreePaths, const ParsedArguments& parsed, const std::string& home,
+                   Json* document)
+{
+    const auto worktrees = chosenRows(scan.worktrees, worktreePaths, [](const auto& row) { return row.worktree.path; });
+    const auto artifacts = chosenRows(scan.artifacts, artifactPaths, [](const auto& row) { return row.path; });
+    for (const ProjectScan::WorktreeRow& row : worktrees) {
+        if (!row.worktree.canRemove()) {
+            fmt::print(stderr, "tarno-cli: not removing: the worktree at '{}' holds work ({})\n", row.worktree.path,
+                       row.worktree.summary());
+            return usageErrorStatus;
+        }
+    }
+    const std::size_t count = worktrees.size() + artifacts.size();
+    std::FILE* const promptStream = document ? stderr : stdout;
+    // Shown before anything goes.
+    for (const ProjectScan::WorktreeRow& row : worktrees)
+        fmt::print(promptStream, "Worktree {}: {}\n", withTilde(row.worktree.path, home), ByteFormat::string(row.realBytes));
+    for (const ProjectScan::ArtifactRow& row : artifacts)
+        fmt::print(promptStream, "{}: {}\n", withTilde(row.path, home), ByteFormat::string(row.realBytes));
+    fmt::print(promptStream, "Together they free {}.\n", ByteFormat::string(scan.freed(artifactPaths, worktreePaths)));
+    if (!parsed.has("--yes")) {
+        if (!canAsk()) {
+            fmt::print(stderr, "tarno-cli: not removing: standard input is not a terminal, so no one can confirm; "
+                               "pass --yes to remove without asking\n");
+            return incompleteStatus;
+        }
+        const std::string question = fmt::format("Remove {} for good?", count == 1 ? std::string("this row")
+                                                                                     : fmt::format("these {} rows", count));
+        if (!confirmedOnTerminal(question, promptStream)) {
+            fmt::print(promptStream, "Nothing was removed.\n");
+            return incompleteStatus;
+        }
+    }
+
+    // Ctrl-C ends the removal after the path under way; what went is recorded.
+    const InterruptWatch watch;
+    const ProjectRemoval::Outcome outcome = ProjectRemoval::remove(
+        scan, worktrees, artifacts, ProjectRemoval::Machine::live(PathGuard::forHome(home)),
+        [document](const std::string& name) {
+            if (document)
+                return;
+            fmt::print("Removing {}…\n", name);
+            std::fflush(stdout);
+        },
+        [] { return InterruptWatch::wasInterrupted(); });
+    CleanupHistory(home).append(ProjectRemoval::record(outcome, std::chrono::system_clock::now()));
+
+    if (document) {
+        (*document)["removal"] = encode(outcome);
+        JsonEncoding::print(*document);
+    } else {
+        if (outcome.wasCancelled)
+            fmt::print("Interrupted: what was not reached was left alone.\n");
+        if (!outcome.summary.failures.empty()) {
+            fmt::print("Could not remove:\n");
+            for (const CleanReport::Failure& failure : outcome.summary.failures)
+                fmt::print("  {}: {}\n", withTilde(failure.path, home), failure.reason);
+        }
+        fmt::print("Freed {}.\n", ByteFormat::string(outcome.summary.freed));
+    }
+    const bool didAll = outcome.removedWorktrees.size() + outcome.removedArtifacts.size() == count;
+    return didAll ? successStatus : incompleteStatus;
+}
+
 } // namespace
 
 int runProjects(const std::vector<std::string>& arguments)
@@ -189,6 +277,9 @@ int runProjects(const std::vector<std::string>& arguments)
         (isArtifact ? artifacts : worktrees).insert(path);
     }
     const bool selects = !artifacts.empty() || !worktrees.empty();
+    const bool removes = parsed->has("--remove");
+    if (removes && !selects)
+        return reportUsageError("--remove needs the rows to remove, each with --select", projectsSyntax);
 
     if (parsed->has("--json")) {
         Json document = Json::object();
@@ -200,9 +291,13 @@ int runProjects(const std::vector<std::string>& arguments)
             document["worktrees"].push_back(encode(row));
         if (selects)
             document["selectedBytes"] = scan.freed(artifacts, worktrees);
+        if (removes)
+            return removeSelected(scan, artifacts, worktrees, *parsed, home, &document);
         JsonEncoding::print(document);
         return successStatus;
     }
+    if (removes)
+        return removeSelected(scan, artifacts, worktrees, *parsed, home, nullptr);
     printHuman(scan, home);
     if (selects) {
         const std::size_t count = artifacts.size() + worktrees.size();

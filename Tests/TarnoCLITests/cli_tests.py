@@ -884,6 +884,39 @@ class ProjectsTests(unittest.TestCase):
         self.assertEqual((unknown.returncode, unknown.stdout), (2, ""))
         self.assertIn("no row of this scan", unknown.stderr)
 
+    def test_remove_takes_the_selected_rows_and_records_what_went(self):
+        modules = os.path.join(self.app, "node_modules")
+        site_modules = os.path.join(self.site, "node_modules")
+        expected = json.loads(self.projects("--json", "--select", modules, "--select", self.done).stdout)["selectedBytes"]
+
+        refused = [
+            (("--remove",), 2, "--remove needs the rows"),
+            (("--remove", "--select", modules), 1, "pass --yes"),  # no terminal to confirm on
+        ]
+        for arguments, status, message in refused:
+            completed = self.projects(*arguments)
+            self.assertEqual(completed.returncode, status, arguments)
+            self.assertIn(message, completed.stderr)
+        self.assertTrue(os.path.isdir(modules))
+        status, output = run_on_terminal(["projects", "--home", self.home, "--remove", "--select", modules,
+                                          os.path.join(self.home, "code")], self.home, "n\n")
+        self.assertEqual(status, 1)
+        self.assertIn("Nothing was removed.", output)
+        self.assertTrue(os.path.isdir(modules))
+
+        completed = self.projects("--json", "--remove", "--yes", "--select", modules, "--select", self.done)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        removal = json.loads(completed.stdout)["removal"]
+        self.assertEqual((removal["removedWorktrees"], removal["removedArtifacts"]), ([self.done], [modules]))
+        self.assertEqual(removal["summary"]["freed"], expected)
+        self.assertFalse(os.path.exists(self.done))
+        self.assertFalse(os.path.exists(modules))
+        # The other project still holds the shared file.
+        self.assertTrue(os.path.exists(os.path.join(site_modules, "shared.js")))
+        [record] = json.loads(run("history", "--json", "--home", self.home).stdout)
+        self.assertEqual((record["source"], record["freedBytes"], record["items"]),
+                         ("Projects", expected, ["Worktree app-done", "app/node_modules"]))
+
 
 class MemoryAndDiskTests(unittest.TestCase):
     def test_memory_json_has_the_records_fields_and_adds_up(self):
