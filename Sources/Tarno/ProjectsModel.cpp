@@ -50,13 +50,13 @@ ProjectsModel::ProjectsModel(ProjectsMachine machine, std::string home, const Pa
 ProjectsModel::~ProjectsModel()
 {
     // Stops and waits while the model's members still stand.
-    m_stopFlag.set(true);
+    m_stopFlag->set(true);
     delete m_runner;
 }
 
 void ProjectsModel::cancel()
 {
-    m_stopFlag.set(true);
+    m_stopFlag->set(true);
     m_runner->cancel();
 }
 
@@ -72,9 +72,11 @@ void ProjectsModel::chooseRoots()
 
 void ProjectsModel::setRoots(std::vector<std::string> roots)
 {
-    // A scan of the old roots has nothing left to say.
-    if (isScanning())
-        m_stopFlag.set(true);
+    // A scan of the old roots has nothing left to say, even once it ends.
+    if (isScanning()) {
+        m_stopFlag->set(true);
+        m_stopFlag = std::make_shared<StopFlag>();
+    }
     if (m_machine.rememberedRoots)
         m_machine.rememberedRoots->store(roots);
     if (assign(m_roots, std::move(roots)))
@@ -92,26 +94,28 @@ void ProjectsModel::scanProjects()
         return;
     setPhase(Scanning{ProjectScanner::FindingProjects{}});
     setSummary(std::nullopt);
-    m_stopFlag.set(false);
+    m_stopFlag = std::make_shared<StopFlag>();
 
-    auto work = [this, machine = m_machine, roots = m_roots, home = m_home,
-                 guardian = m_guardian](const TaskRunner::Task& task) {
-        const auto isCancelled = [this, cancelled = task.cancellation()] { return m_stopFlag.isSet() || cancelled(); };
-        const auto stage = [this, &task](const ProjectScanner::Stage& next) {
-            task.onOwnerThread([this, next] {
-                // Reports may arrive after the scan is over.
-                if (isScanning())
+    auto work = [this, machine = m_machine, roots = m_roots, home = m_home, guardian = m_guardian,
+                 flag = m_stopFlag](const TaskRunner::Task& task) {
+        const auto isCancelled = [flag, cancelled = task.cancellation()] { return flag->isSet() || cancelled(); };
+        const auto stage = [this, &task, flag](const ProjectScanner::Stage& next) {
+            task.onOwnerThread([this, next, flag] {
+                // Reports may arrive after the scan is over, or replaced.
+                if (flag == m_stopFlag && isScanning())
                     setPhase(Scanning{next});
             });
         };
         return machine.scan(roots, home, guardian, machine.workingDirectories(), stage, isCancelled);
     };
-    m_runner->run(std::move(work), [this](ProjectScan result) { scanned(std::move(result)); });
+    m_runner->run(std::move(work), [this, flag = m_stopFlag](ProjectScan result) { scanned(std::move(result), flag); });
 }
 
-void ProjectsModel::scanned(ProjectScan result)
+void ProjectsModel::scanned(ProjectScan result, const std::shared_ptr<StopFlag>& flag)
 {
-    if (m_stopFlag.isSet()) {
+    if (flag != m_stopFlag)
+        return;
+    if (flag->isSet()) {
         setPhase(m_scan ? Phase{Ready{}} : Phase{Idle{}});
         return;
     }
@@ -122,7 +126,7 @@ void ProjectsModel::scanned(ProjectScan result)
 
 void ProjectsModel::stopScan()
 {
-    m_stopFlag.set(true);
+    m_stopFlag->set(true);
 }
 
 void ProjectsModel::selectDefaults(Clock::time_point now)

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -147,14 +148,15 @@ Q_SIGNALS:
     void isConfirmingChanged();
 
 private:
-    void scanned(ProjectScan result);
+    void scanned(ProjectScan result, const std::shared_ptr<StopFlag>& flag);
     void cleaned(const ProjectRemoval::Outcome& outcome);
 
     ProjectsMachine m_machine;
     std::string m_home;
     const PathGuard& m_guardian;
     TaskRunner* m_runner;
-    StopFlag m_stopFlag;
+    // The flag of the latest scan; a scan whose flag was replaced is forgotten.
+    std::shared_ptr<StopFlag> m_stopFlag = std::make_shared<StopFlag>();
 
     Phase m_phase = Idle{};
     std::optional<ProjectScan> m_scan;

@@ -128,6 +128,17 @@ TEST_F(ProjectsFlow, AStoppedScanLeavesWhatWasThere)
     model->stopScan();
     ASSERT_TRUE(waitUntil([&] { return model->isReady(); }));
     EXPECT_EQ(model->scan(), first);
+
+    // New roots during a scan: what it finds afterwards is not theirs.
+    model->scanProjects();
+    model->setRoots({inHome("elsewhere")});
+    model->scanProjects();
+    ASSERT_TRUE(waitUntil([&] { return machine.scans() == 5; }));
+    QTest::qWait(50);
+    EXPECT_TRUE(model->isScanning());
+    EXPECT_FALSE(model->scan());
+    machine.letScanFinish();
+    ASSERT_TRUE(waitUntil([&] { return model->isReady(); }));
 }
 
 TEST_F(ProjectsFlow, ARemovalCountsOnlyWhatWentAndRecordsIt)
