@@ -2,7 +2,7 @@
 
 #include "TarnoCore/Foundation/BulkWalker.hpp"
 
-#include "Support/MountNamespace.hpp"
+#include "Support/ReflinkVolume.hpp"
 #include "Support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -13,9 +13,6 @@
 #include <iostream>
 #include <optional>
 
-#include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -111,30 +108,12 @@ TEST(SpaceAccountingTests, ReflinkedCopiesArePricedLikeHardLinks)
     for (const std::string fileSystem : {"xfs", "btrfs"}) {
         SCOPED_TRACE(fileSystem);
         TemporaryFolder scratch;
-        const std::string image = scratch / "volume.img";
-        const std::string volume = scratch.makeFolder("volume");
-        const test::IsolatedRun run = test::runInOwnMountNamespace([&]() -> std::string {
-            const std::string make = "truncate -s 320M '" + image + "' && mkfs." + fileSystem + " -q -f '" + image
-                                     + "' >/dev/null 2>&1";
-            if (std::system(make.c_str()) != 0)
-                return "skip: mkfs." + fileSystem + " is not available";
-            if (std::system(("mount -o loop '" + image + "' '" + volume + "' 2>/dev/null").c_str()) != 0)
-                return "skip: no loop mount here";
-            TemporaryFolder root(volume);
-            const auto clone = [&](const std::string& from, const std::string& to) {
-                std::filesystem::create_directories(std::filesystem::path(to).parent_path());
-                const int source = ::open(from.c_str(), O_RDONLY);
-                const int target = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-                const bool done = ::ioctl(target, FICLONE, source) == 0;
-                ::close(source);
-                ::close(target);
-                return done;
-            };
+        const auto body = [&](const TemporaryFolder& root) -> std::string {
             root.makeFile("a/node_modules/pkg/index.js", 100'000, 'a');
             root.makeFile("store/pkg/lib.js", 60'000, 's');
             root.makeFile("c/plain", 70'000, 'c');
-            if (!clone(root / "a/node_modules/pkg/index.js", root / "b/node_modules/pkg/index.js")
-                || !clone(root / "store/pkg/lib.js", root / "c/node_modules/lib.js"))
+            if (!test::reflinkCopy(root / "a/node_modules/pkg/index.js", root / "b/node_modules/pkg/index.js")
+                || !test::reflinkCopy(root / "store/pkg/lib.js", root / "c/node_modules/lib.js"))
                 return "skip: this volume makes no reflinks";
             ::sync(); // written data gets its extents, as it has on any file that is not brand new
             const std::int64_t shared = allocated(root / "a/node_modules/pkg/index.js");
@@ -190,7 +169,8 @@ TEST(SpaceAccountingTests, ReflinkedCopiesArePricedLikeHardLinks)
                     findings += "the volume did not gain what freed said; ";
             }
             return findings;
-        });
+        };
+        const test::IsolatedRun run = test::onReflinkVolume(fileSystem, scratch, body);
         if (!run.ran)
             GTEST_SKIP() << run.reason;
         if (run.output.starts_with("skip: ")) {
