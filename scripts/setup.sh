@@ -7,7 +7,7 @@ packages=(
   # tool chain
   build-essential cmake ninja-build pkg-config git python3
   # core libraries
-  libfmt-dev nlohmann-json3-dev libplist-dev
+  libfmt-dev nlohmann-json3-dev libplist-dev libssl-dev
   # tests and benchmarks (xfsprogs, btrfs-progs: volumes with reflinks for the clone tests)
   libgtest-dev libgmock-dev libbenchmark-dev xfsprogs btrfs-progs
   # the fuzz targets: clang with libFuzzer and the sanitizers' runtimes

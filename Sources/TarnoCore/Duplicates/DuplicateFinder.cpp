@@ -1,0 +1,276 @@
+#include "TarnoCore/Duplicates/DuplicateFinder.hpp"
+
+#include "TarnoCore/Foundation/ConcurrentPerform.hpp"
+#include "TarnoCore/Platform/Locations.hpp"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <regex>
+#include <tuple>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tarno {
+
+std::string DuplicateFile::name() const
+{
+    return path.substr(path.find_last_of('/') + 1);
+}
+
+std::string DuplicateFile::folder() const
+{
+    const std::size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+std::int64_t DuplicateGroup::reclaimable() const
+{
+    if (files.size() < 2)
+        return 0;
+    std::set<std::string> others;
+    for (auto file = files.begin() + 1; file != files.end(); ++file)
+        others.insert(file->path);
+    return freed(others);
+}
+
+std::int64_t DuplicateGroup::freed(const std::set<std::string>& removing) const
+{
+    return UserFiles::freed(files, removing);
+}
+
+namespace DuplicateFinder {
+
+namespace {
+
+constexpr std::size_t chunkBytes = 1'048'576;
+// Progress of the comparison is told every this many files.
+constexpr std::int64_t progressStep = 16;
+
+using Clock = std::chrono::system_clock;
+using ByDigest = std::map<std::string, std::vector<DuplicateFile>>;
+
+// An open file, closed on every way out.
+class ReadOnlyFile {
+public:
+    explicit ReadOnlyFile(const std::string& path) : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)) {}
+    ~ReadOnlyFile()
+    {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    ReadOnlyFile(const ReadOnlyFile&) = delete;
+    ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
+
+    bool isOpen() const { return m_descriptor >= 0; }
+    int descriptor() const { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
+// Reads up to `count` bytes at `offset` into the buffer; the bytes read, or -1.
+ssize_t readAt(int descriptor, unsigned char* buffer, std::size_t count, off_t offset)
+{
+    std::size_t total = 0;
+    while (total < count) {
+        const ssize_t got = ::pread(descriptor, buffer + total, count - total, offset + static_cast<off_t>(total));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return -1;
+        if (got == 0)
+            break;
+        total += static_cast<std::size_t>(got);
+    }
+    return static_cast<ssize_t>(total);
+}
+
+std::string hexadecimal(const unsigned char* bytes, unsigned int count)
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(count * 2);
+    for (unsigned int index = 0; index < count; ++index) {
+        text.push_back(digits[bytes[index] >> 4]);
+        text.push_back(digits[bytes[index] & 0x0f]);
+    }
+    return text;
+}
+
+// Whether `path` lies in one of the downloads folders (each given with a trailing slash).
+bool isDownloaded(const std::string& path, const std::vector<std::string>& downloads)
+{
+    return std::any_of(downloads.begin(), downloads.end(),
+                       [&path](const std::string& folder) { return path.starts_with(folder); });
+}
+
+std::size_t characterCount(const std::string& text)
+{
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0) != 0x80; }));
+}
+
+// The downloads folder as this home names it, and the usual one.
+std::vector<std::string> downloadFolders(const std::string& home)
+{
+    std::vector<std::string> folders = {home + "/Downloads/"};
+    const std::string named = Platform::userFolders(home).downloads + "/";
+    if (named != folders.front())
+        folders.push_back(named);
+    return folders;
+}
+
+std::vector<DuplicateFile> ordered(std::vector<DuplicateFile> files, const std::vector<std::string>& downloads)
+{
+    const auto key = [&downloads](const DuplicateFile& file) {
+        return std::make_tuple(isDownloaded(file.path, downloads), looksLikeACopy(file.name()), file.created,
+                               characterCount(file.path), std::cref(file.path));
+    };
+    std::sort(files.begin(), files.end(),
+              [&key](const DuplicateFile& left, const DuplicateFile& right) { return key(left) < key(right); });
+    return files;
+}
+
+// The digests of one pass, each file read on one of the cores.
+ByDigest digests(const std::vector<DuplicateFile>& files, std::int64_t size, bool partial,
+                 const std::function<void()>& done, const std::function<bool()>& isCancelled)
+{
+    Locked<ByDigest> results;
+    concurrentPerform(files.size(), [&](std::size_t index) {
+        if (isCancelled())
+            return;
+        if (std::optional<std::string> hash = digest(files[index].path, size, partial))
+            results.change([&](ByDigest& map) { map[*hash].push_back(files[index]); });
+        if (done)
+            done();
+    });
+    return results.take();
+}
+
+} // namespace
+
+std::optional<std::string> digest(const std::string& path, std::int64_t size, bool partial)
+{
+    const ReadOnlyFile file(path);
+    if (!file.isOpen())
+        return std::nullopt;
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
+        return std::nullopt;
+    // One buffer per thread, kept between files.
+    thread_local std::vector<unsigned char> buffer(chunkBytes);
+
+    if (partial && size > wholeFileLimit) {
+        for (const off_t offset : {off_t{0}, static_cast<off_t>(size - edgeBytes)}) {
+            const ssize_t got = readAt(file.descriptor(), buffer.data(), edgeBytes, offset);
+            if (got < 0)
+                return std::nullopt;
+            EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
+        }
+    } else {
+        ::posix_fadvise(file.descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
+        for (off_t offset = 0;;) {
+            const ssize_t got = readAt(file.descriptor(), buffer.data(), chunkBytes, offset);
+            if (got < 0)
+                return std::nullopt;
+            if (got == 0)
+                break;
+            EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
+            offset += got;
+        }
+    }
+    unsigned char hash[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    if (EVP_DigestFinal_ex(context.get(), hash, &length) != 1)
+        return std::nullopt;
+    return hexadecimal(hash, length);
+}
+
+bool looksLikeACopy(std::string_view name)
+{
+    static const std::regex copy(R"(( copy( \d+)?| \(\d+\))$)");
+    const std::size_t dot = name.rfind('.');
+    const std::string_view stem = dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
+    return std::regex_search(stem.begin(), stem.end(), copy);
+}
+
+std::vector<DuplicateFile> keeperFirst(std::vector<DuplicateFile> files, const std::string& home)
+{
+    return ordered(std::move(files), downloadFolders(home));
+}
+
+std::vector<std::string> defaultRoots(const std::string& home)
+{
+    std::vector<std::string> roots;
+    for (const char* name : {"Desktop", "Documents", "Downloads", "Pictures", "Movies", "Music", "Public", "Videos"})
+        roots.push_back(home + "/" + name);
+    // A downloads folder moved elsewhere by user-dirs.dirs is searched too.
+    const std::string downloads = Platform::userFolders(home).downloads;
+    if (std::find(roots.begin(), roots.end(), downloads) == roots.end())
+        roots.push_back(downloads);
+    return roots;
+}
+
+std::vector<DuplicateGroup> find(const std::vector<std::string>& roots,
+                                 std::int64_t minimumBytes,
+                                 const std::string& home,
+                                 const std::function<void(const Stage&)>& progress,
+                                 const std::function<bool()>& isCancelled)
+{
+    const std::vector<UserFiles::File> listed = UserFiles::list(
+        roots, minimumBytes, [](std::string_view) { return true; },
+        [&progress](std::int64_t files) {
+            if (progress)
+                progress(Looking{files});
+        },
+        isCancelled);
+
+    std::map<std::int64_t, std::vector<DuplicateFile>> byLength;
+    for (const UserFiles::File& file : listed)
+        byLength[file.length].push_back({file.path, file.bytes, file.modified, file.created, file.cloneID});
+    std::erase_if(byLength, [](const auto& entry) { return entry.second.size() < 2; });
+    if (byLength.empty() || isCancelled())
+        return {};
+
+    std::int64_t total = 0;
+    for (const auto& [length, files] : byLength)
+        total += static_cast<std::int64_t>(files.size());
+    Locked<std::int64_t> counter;
+    const auto done = [&] {
+        std::int64_t count = 0;
+        counter.change([&count](std::int64_t& value) { count = ++value; });
+        if (progress && (count % progressStep == 0 || count == total))
+            progress(Comparing{count, total});
+    };
+
+    const std::vector<std::string> downloads = downloadFolders(home);
+    std::vector<DuplicateGroup> groups;
+    for (const auto& [length, files] : byLength) {
+        if (isCancelled())
+            break;
+        for (auto& [firstDigest, sameStart] : digests(files, length, true, done, isCancelled)) {
+            if (sameStart.size() < 2)
+                continue;
+            // A small file was hashed whole already; a larger one is read again in full.
+            ByDigest whole = length > wholeFileLimit ? digests(sameStart, length, false, {}, isCancelled)
+                                                     : ByDigest{{firstDigest, std::move(sameStart)}};
+            for (auto& [hash, same] : whole) {
+                if (same.size() >= 2)
+                    groups.push_back(DuplicateGroup{hash, length, ordered(std::move(same), downloads)});
+            }
+        }
+    }
+    std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& left, const DuplicateGroup& right) {
+        const std::int64_t leftBytes = left.reclaimable(), rightBytes = right.reclaimable();
+        return leftBytes != rightBytes ? leftBytes > rightBytes : left.hash > right.hash;
+    });
+    return groups;
+}
+
+} // namespace DuplicateFinder
+} // namespace tarno
