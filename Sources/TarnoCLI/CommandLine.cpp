@@ -141,6 +141,19 @@ const CommandSyntax projectsSyntax{
     .takesOperands = true,
 };
 
+const CommandSyntax duplicatesSyntax{
+    .name = "duplicates",
+    .operands = "[ROOT...]",
+    .description = "Sets of files with the same content under the roots (your usual document, picture, music and "
+                   "video folders without any), the copy to keep first, with what removing the other copies gives "
+                   "back, clones counted once. Hidden files, repositories, packages and build output are left out.",
+    .options = {homeOption("judges the downloads folder and the usual folders as if DIR were the home folder"),
+                OptionSyntax{"--min", "BYTES", "looks only at files of at least BYTES on disk (default 1000000)"},
+                jsonOption("prints the sets as a JSON object: groups, each with hash, size, reclaimable and files")},
+    .needsOperands = false,
+    .takesOperands = true,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);

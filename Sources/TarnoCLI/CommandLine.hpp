@@ -59,6 +59,7 @@ extern const CommandSyntax memorySyntax;
 extern const CommandSyntax diskSyntax;
 extern const CommandSyntax processesSyntax;
 extern const CommandSyntax projectsSyntax;
+extern const CommandSyntax duplicatesSyntax;
 
 // Why a command line does not fit its command's grammar, in a few words.
 struct UsageError {

@@ -45,6 +45,7 @@ const std::vector<Command>& commands()
         {&guardSyntax, runGuard},     {&cleanSyntax, runClean},     {&historySyntax, runHistory},
         {&memorySyntax, runMemory},   {&diskSyntax, runDisk},       {&processesSyntax, runProcesses},
         {&projectsSyntax, runProjects},
+        {&duplicatesSyntax, runDuplicates},
     };
     return all;
 }

@@ -18,6 +18,7 @@ int runMemory(const std::vector<std::string>& arguments);
 int runDisk(const std::vector<std::string>& arguments);
 int runProcesses(const std::vector<std::string>& arguments);
 int runProjects(const std::vector<std::string>& arguments);
+int runDuplicates(const std::vector<std::string>& arguments);
 
 // A command: its grammar and what runs it.
 struct Command {

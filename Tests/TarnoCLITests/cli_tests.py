@@ -18,7 +18,8 @@ import urllib.parse
 
 CLI = None
 
-COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects"]
+COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects",
+            "duplicates"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -916,6 +917,54 @@ class ProjectsTests(unittest.TestCase):
         [record] = json.loads(run("history", "--json", "--home", self.home).stdout)
         self.assertEqual((record["source"], record["freedBytes"], record["items"]),
                          ("Projects", expected, ["Worktree app-done", "app/node_modules"]))
+
+
+class DuplicatesTests(unittest.TestCase):
+    def test_sets_match_an_independent_reckoning(self):
+        import hashlib
+        import random
+        with tempfile.TemporaryDirectory(prefix="tarno-cli-duplicates-") as home:
+            generator = random.Random(7)
+            contents = [generator.randbytes(size) for size in (150_000, 150_000, 300_000, 2_000, 90_000)]
+            layout = {
+                "Documents/a.bin": 0, "Downloads/a.bin": 0, "Pictures/a copy.bin": 0,
+                "Documents/b.bin": 1,  # same length as a, other content
+                "Music/c.bin": 2, b"Music/\xe9t\xe9-c.bin": 2, "Documents/.hidden-c.bin": 2,
+                "Documents/d.bin": 3, "Pictures/d.bin": 3,  # under the floor
+                "Documents/repo/e.bin": 4, "Pictures/e.bin": 4,  # one copy inside a repository
+            }
+            for relative, index in layout.items():
+                path = os.path.join(os.fsencode(home), os.fsencode(relative))
+                os.makedirs(os.path.dirname(path), exist_ok=True)
+                with open(path, "wb") as out:
+                    out.write(contents[index])
+            os.makedirs(os.path.join(home, "Documents", "repo", ".git"))
+            # The reckoning: visible files over the floor outside the repository, by whole-content digest.
+            by_digest = {}
+            for relative, index in layout.items():
+                name = os.fsencode(relative)
+                if b"/." in name or b"repo/" in name or len(contents[index]) < 50_000:
+                    continue
+                by_digest.setdefault(hashlib.sha256(contents[index]).hexdigest(), set()).add(
+                    os.path.join(os.fsencode(home), name))
+            expected = {digest: paths for digest, paths in by_digest.items() if len(paths) > 1}
+
+            completed = run("duplicates", "--json", "--min", "50000", "--home", home)
+            self.assertEqual(completed.returncode, 0, completed.stderr)
+            self.assertEqual(completed.stderr, "")
+            groups = json.loads(completed.stdout)["groups"]
+            found = {group["hash"]: {file["path"].encode("utf-8", "surrogateescape") for file in group["files"]}
+                     for group in groups}
+            self.assertEqual(found, expected)
+            for group in groups:
+                self.assertEqual(list(group["files"][0]), ["path", "bytes", "modified", "created", "cloneID"])
+                self.assertNotIn("/Downloads/", group["files"][0]["path"])
+                self.assertNotIn(" copy", group["files"][0]["path"])
+                paths = [file["path"].encode("utf-8", "surrogateescape") for file in group["files"]]
+                self.assertEqual(group["reclaimable"], sum(os.lstat(path).st_blocks * 512 for path in paths[1:]))
+            # The largest gain first.
+            self.assertEqual([group["reclaimable"] for group in groups],
+                             sorted((group["reclaimable"] for group in groups), reverse=True))
 
 
 class MemoryAndDiskTests(unittest.TestCase):
