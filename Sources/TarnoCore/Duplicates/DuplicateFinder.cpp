@@ -52,7 +52,15 @@ constexpr std::size_t chunkBytes = 1'048'576;
 constexpr std::int64_t progressStep = 16;
 
 using Clock = std::chrono::system_clock;
-using ByDigest = std::map<std::string, std::vector<DuplicateFile>>;
+// Files of one length and one digest, by length and digest.
+using ByDigest = std::map<std::pair<std::int64_t, std::string>, std::vector<DuplicateFile>>;
+// Files to hash, each with its length.
+using Sized = std::vector<std::pair<std::int64_t, DuplicateFile>>;
+
+// Lengths are compared a batch at a time, each batch at least this many
+// files: a parallel pass over two or three files costs more in starting and
+// joining its threads than the hashing, on a busy machine many times more.
+constexpr std::size_t batchFiles = 256;
 
 // An open file, closed on every way out.
 class ReadOnlyFile {
@@ -137,15 +145,16 @@ std::vector<DuplicateFile> ordered(std::vector<DuplicateFile> files, const std::
 }
 
 // The digests of one pass, each file read on one of the cores.
-ByDigest digests(const std::vector<DuplicateFile>& files, std::int64_t size, bool partial,
-                 const std::function<void()>& done, const std::function<bool()>& isCancelled)
+ByDigest digests(const Sized& files, bool partial, const std::function<void()>& done,
+                 const std::function<bool()>& isCancelled)
 {
     Locked<ByDigest> results;
     concurrentPerform(files.size(), [&](std::size_t index) {
         if (isCancelled())
             return;
-        if (std::optional<std::string> hash = digest(files[index].path, size, partial))
-            results.change([&](ByDigest& map) { map[*hash].push_back(files[index]); });
+        const auto& [length, file] = files[index];
+        if (std::optional<std::string> hash = digest(file.path, length, partial))
+            results.change([&](ByDigest& map) { map[{length, *hash}].push_back(file); });
         if (done)
             done();
     });
@@ -162,25 +171,34 @@ std::optional<std::string> digest(const std::string& path, std::int64_t size, bo
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
         return std::nullopt;
-    // One buffer per thread, kept between files.
-    thread_local std::vector<unsigned char> buffer(chunkBytes);
+    // Reused between files on one thread, never cleared: only what was read is hashed.
+    thread_local std::unique_ptr<unsigned char[]> buffer;
+    thread_local std::size_t capacity = 0;
+    // A small file needs no more than itself and one byte to see its end.
+    const std::size_t needed = size >= 0 && static_cast<std::uint64_t>(size) < chunkBytes
+                                   ? std::max<std::size_t>(static_cast<std::size_t>(size) + 1, edgeBytes)
+                                   : chunkBytes;
+    if (capacity < needed) {
+        buffer.reset(new unsigned char[needed]);
+        capacity = needed;
+    }
 
     if (partial && size > wholeFileLimit) {
         for (const off_t offset : {off_t{0}, static_cast<off_t>(size - edgeBytes)}) {
-            const ssize_t got = readAt(file.descriptor(), buffer.data(), edgeBytes, offset);
+            const ssize_t got = readAt(file.descriptor(), buffer.get(), edgeBytes, offset);
             if (got < 0)
                 return std::nullopt;
-            EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
+            EVP_DigestUpdate(context.get(), buffer.get(), static_cast<std::size_t>(got));
         }
     } else {
         ::posix_fadvise(file.descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
         for (off_t offset = 0;;) {
-            const ssize_t got = readAt(file.descriptor(), buffer.data(), chunkBytes, offset);
+            const ssize_t got = readAt(file.descriptor(), buffer.get(), capacity, offset);
             if (got < 0)
                 return std::nullopt;
             if (got == 0)
                 break;
-            EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
+            EVP_DigestUpdate(context.get(), buffer.get(), static_cast<std::size_t>(got));
             offset += got;
         }
     }
@@ -250,20 +268,36 @@ std::vector<DuplicateGroup> find(const std::vector<std::string>& roots,
 
     const std::vector<std::string> downloads = downloadFolders(home);
     std::vector<DuplicateGroup> groups;
-    for (const auto& [length, files] : byLength) {
+    const auto addGroups = [&](ByDigest& byDigest) {
+        for (auto& [key, same] : byDigest) {
+            if (same.size() >= 2)
+                groups.push_back(DuplicateGroup{key.second, key.first, ordered(std::move(same), downloads)});
+        }
+    };
+    for (auto length = byLength.begin(); length != byLength.end();) {
         if (isCancelled())
             break;
-        for (auto& [firstDigest, sameStart] : digests(files, length, true, done, isCancelled)) {
+        Sized batch;
+        for (; length != byLength.end() && batch.size() < batchFiles; ++length) {
+            for (DuplicateFile& file : length->second)
+                batch.emplace_back(length->first, std::move(file));
+        }
+        // A small file was hashed whole already; a larger one is read again in full.
+        ByDigest sameWhole;
+        Sized sameEdges;
+        for (auto& [key, sameStart] : digests(batch, true, done, isCancelled)) {
             if (sameStart.size() < 2)
                 continue;
-            // A small file was hashed whole already; a larger one is read again in full.
-            ByDigest whole = length > wholeFileLimit ? digests(sameStart, length, false, {}, isCancelled)
-                                                     : ByDigest{{firstDigest, std::move(sameStart)}};
-            for (auto& [hash, same] : whole) {
-                if (same.size() >= 2)
-                    groups.push_back(DuplicateGroup{hash, length, ordered(std::move(same), downloads)});
+            if (key.first <= wholeFileLimit) {
+                sameWhole.emplace(key, std::move(sameStart));
+                continue;
             }
+            for (DuplicateFile& file : sameStart)
+                sameEdges.emplace_back(key.first, std::move(file));
         }
+        addGroups(sameWhole);
+        ByDigest checked = digests(sameEdges, false, {}, isCancelled);
+        addGroups(checked);
     }
     std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& left, const DuplicateGroup& right) {
         const std::int64_t leftBytes = left.reclaimable(), rightBytes = right.reclaimable();
