@@ -1,4 +1,5 @@
 #include "CommandLine.hpp"
+#include "Commands.hpp"
 
 #include <fmt/core.h>
 #include <fmt/format.h>
@@ -192,9 +193,13 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-const std::vector<const CommandSyntax*> everyCommand{&measureSyntax, &catalogSyntax, &scanSyntax,
-                                                     &guardSyntax,   &cleanSyntax,   &historySyntax,
-                                                     &memorySyntax,  &diskSyntax,    &processesSyntax};
+// The dispatch table's own list, so that a new command cannot be left out.
+const std::vector<const CommandSyntax*> everyCommand = [] {
+    std::vector<const CommandSyntax*> syntaxes;
+    for (const Command& command : commands())
+        syntaxes.push_back(command.syntax);
+    return syntaxes;
+}();
 
 TEST(CommandLineTests, EveryOptionOfEveryCommandIsDescribed)
 {
