@@ -154,6 +154,19 @@ const CommandSyntax duplicatesSyntax{
     .takesOperands = true,
 };
 
+const CommandSyntax largeSyntax{
+    .name = "large",
+    .operands = "ROOT",
+    .description = "The largest files below ROOT, largest first, by the disk they take: hidden folders and packages "
+                   "are searched, .git, .Trash and node_modules folders and other volumes are not, links are never "
+                   "followed, and a file with several hard links is listed once.",
+    .options = {jsonOption("prints the files as a JSON object: files, each with path, bytes and modified"),
+                OptionSyntax{"--min", "BYTES", "lists only files that take at least BYTES (default 100000000)"},
+                OptionSyntax{"--limit", "N", "lists at most N files (default 1000)"}},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);
@@ -360,8 +373,8 @@ std::string helpText(const std::vector<const CommandSyntax*>& commands)
               "The command ran but did not fully succeed: measure, scan or catalog --measure could not read a "
               "folder, so the sizes leave it out; clean was not confirmed, could not remove a path, left an item to an "
               "administrator or was interrupted (Ctrl-C ends it after the path under way); disk "
-              "could not ask the volume; memory or processes could not read /proc. What the command could find "
-              "is printed all the same.");
+              "could not ask the volume; memory or processes could not read /proc; large could not read its root. "
+              "What the command could find is printed all the same.");
     addStatus(usageErrorStatus,
               "Bad usage: an unknown command or option, a missing or unexpected operand, an option without its "
               "value, a value for a flag, an option with a value given twice, or an id that clean does not "

@@ -60,6 +60,7 @@ extern const CommandSyntax diskSyntax;
 extern const CommandSyntax processesSyntax;
 extern const CommandSyntax projectsSyntax;
 extern const CommandSyntax duplicatesSyntax;
+extern const CommandSyntax largeSyntax;
 
 // Why a command line does not fit its command's grammar, in a few words.
 struct UsageError {

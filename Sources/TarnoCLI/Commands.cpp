@@ -46,6 +46,7 @@ const std::vector<Command>& commands()
         {&memorySyntax, runMemory},   {&diskSyntax, runDisk},       {&processesSyntax, runProcesses},
         {&projectsSyntax, runProjects},
         {&duplicatesSyntax, runDuplicates},
+        {&projectsSyntax, runProjects}, {&largeSyntax, runLarge},
     };
     return all;
 }

@@ -19,6 +19,7 @@ int runDisk(const std::vector<std::string>& arguments);
 int runProcesses(const std::vector<std::string>& arguments);
 int runProjects(const std::vector<std::string>& arguments);
 int runDuplicates(const std::vector<std::string>& arguments);
+int runLarge(const std::vector<std::string>& arguments);
 
 // A command: its grammar and what runs it.
 struct Command {

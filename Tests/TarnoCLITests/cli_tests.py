@@ -13,13 +13,14 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import urllib.parse
 
 CLI = None
 
 COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects",
-            "duplicates"]
+            "duplicates", "large"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -217,6 +218,10 @@ class UsageTests(unittest.TestCase):
             ["catalog", "--json=yes"],
             ["scan", "-"],
             ["measure", "--bogus", "--help"],
+            ["large"],
+            ["large", "/tmp", "/var"],
+            ["large", "--min", "1e6", "/tmp"],
+            ["large", "--limit", "-1", "/tmp"],
         ]
         for arguments in cases:
             with self.subTest(arguments=arguments):
@@ -311,6 +316,8 @@ class TextOutputTests(unittest.TestCase):
             ["disk", "--json", self.home],
             ["processes", "--samples", "1"],
             ["processes", "--json", "--samples", "1"],
+            ["large", documents],
+            ["large", "--json", "--min", "0", documents],
             ["--version"],
             ["--help"],
             ["scan", "--help"],
@@ -965,6 +972,98 @@ class DuplicatesTests(unittest.TestCase):
             # The largest gain first.
             self.assertEqual([group["reclaimable"] for group in groups],
                              sorted((group["reclaimable"] for group in groups), reverse=True))
+class LargeTests(unittest.TestCase):
+    """A small tree with a hard link, folders that are never searched, a link out and a name that is not UTF-8."""
+
+    SKIPPED = {b".git", b".Trash", b"node_modules"}
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-large-")
+        self.tree = os.path.join(self.folder.name.encode(), b"tree")
+        files = {b"top.bin": 300_000, b"a/b/c/deep.bin": 200_000, b"a/b/caf\xe9.bin": 200_000,
+                 b".cache/x/y/hidden.bin": 150_000, b"a/b/small.bin": 1_000, b"a/.git/pack": 500_000,
+                 b"n/p/node_modules/m.js": 500_000, b"n/p/q/.Trash/old": 500_000}
+        for relative, size in files.items():
+            write_file(os.path.join(self.tree, relative), size)
+        os.makedirs(os.path.join(self.tree, b"z"))
+        os.link(os.path.join(self.tree, b"a/b/c/deep.bin"), os.path.join(self.tree, b"z/linked.bin"))
+        outside = write_file(os.path.join(self.folder.name.encode(), b"outside", b"big.bin"), 500_000)
+        os.symlink(os.path.dirname(outside), os.path.join(self.tree, b"a/b/out"))
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def expected(self, minimum, limit):
+        """What the list should be, reckoned with lstat: each inode once, under its smallest path."""
+        smallest = {}
+        for folder, folders, names in os.walk(self.tree):
+            folders[:] = [name for name in folders if name not in self.SKIPPED]
+            for name in names:
+                path = os.path.join(folder, name)
+                status = os.lstat(path)
+                key = (status.st_dev, status.st_ino)
+                if stat.S_ISREG(status.st_mode) and status.st_blocks * 512 >= minimum \
+                        and (key not in smallest or path < smallest[key][0]):
+                    smallest[key] = (path, status)
+        files = sorted(smallest.values(), key=lambda found: (-found[1].st_blocks, found[0]))[:limit]
+        return {"files": [{"path": path, "bytes": status.st_blocks * 512,
+                           "modified": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(int(status.st_mtime)))}
+                          for path, status in files]}
+
+    def large(self, *arguments, stderr=subprocess.PIPE):
+        return subprocess.run([CLI, "large", *arguments, self.tree], stdout=subprocess.PIPE, stderr=stderr,
+                              timeout=60, env=dict(os.environ, HOME=self.folder.name))
+
+    def test_json_is_the_largest_files_as_lstat_counts_them(self):
+        floor = os.lstat(os.path.join(self.tree, b"a/b/c/deep.bin")).st_blocks * 512
+        cases = [([], 100_000_000, 1000), (["--min", str(floor)], floor, 1000), (["--min", "0", "--limit", "3"], 0, 3),
+                 (["--limit", "0", "--min", "0"], 0, 0)]
+        for arguments, minimum, limit in cases:
+            with self.subTest(arguments=arguments):
+                completed = self.large("--json", *arguments)
+                self.assertEqual((completed.returncode, completed.stderr), (0, b""))
+                found = json.loads(completed.stdout.decode("utf-8"))
+                for file in found["files"]:
+                    file["path"] = file["path"].encode("utf-8", "surrogateescape")
+                self.assertEqual(found, self.expected(minimum, limit))
+        self.assertIn(os.path.join(self.tree, b"a/b/caf\xe9.bin"),
+                      [file["path"] for file in self.expected(floor, 1000)["files"]])
+
+    def test_text_shows_sizes_and_paths_from_home_and_progress_only_on_a_terminal(self):
+        completed = self.large("--min", "0")
+        self.assertEqual((completed.returncode, completed.stderr), (0, b""))
+        shown = [re.fullmatch(rb" *[0-9.,]+ (?:bytes|KB|MB)  (~/tree/.*)", line) for line in completed.stdout.splitlines()]
+        self.assertNotIn(None, shown, completed.stdout)
+        home = self.folder.name.encode()
+        self.assertEqual([line.group(1) for line in shown],
+                         [b"~" + file["path"].removeprefix(home) for file in self.expected(0, 1000)["files"]])
+
+        import pty
+        leader, follower = pty.openpty()
+        try:
+            on_terminal = self.large("--min", "0", stderr=follower)
+            os.close(follower)
+            progress = b""
+            while True:
+                try:
+                    chunk = os.read(leader, 4096)
+                except OSError:
+                    break
+                if not chunk:
+                    break
+                progress += chunk
+        finally:
+            os.close(leader)
+        self.assertEqual(on_terminal.stdout, completed.stdout)
+        self.assertRegex(progress.decode(), r"^(\rLooking through \d+ files…)+\r\x1b\[K$")
+
+    def test_a_root_that_is_no_readable_folder_is_status_1(self):
+        for root in (os.path.join(self.tree, b"missing"), os.path.join(self.tree, b"top.bin"),
+                     os.path.join(self.tree, b"a/b/out")):
+            with self.subTest(root=root):
+                completed = subprocess.run([CLI, "large", root], capture_output=True, timeout=60)
+                self.assertEqual((completed.returncode, completed.stdout), (1, b""))
+                self.assertIn(b"cannot read the folder", completed.stderr)
 
 
 class MemoryAndDiskTests(unittest.TestCase):
