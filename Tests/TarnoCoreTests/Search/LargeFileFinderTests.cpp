@@ -62,7 +62,9 @@ TEST(LargeFileFinderTests, SearchesEverywhereButSkippedExcludedAndLinkedFolders)
 {
     TemporaryFolder temp;
     const std::string root = temp.makeFolder("home");
-    const auto file = [&](const std::string& relative, std::size_t size) { return temp.makeFile("home/" + relative, size); };
+    const auto file = [&](const std::string& relative, std::size_t size) {
+        return temp.makeFile("home/" + relative, size);
+    };
 
     // Every listed file but one is exactly at the floor, met both by the split and by the walks.
     const std::vector<std::string> listedAtFloor = {
@@ -99,8 +101,9 @@ TEST(LargeFileFinderTests, SearchesEverywhereButSkippedExcludedAndLinkedFolders)
     temp.makeSymlink(root + "/linked-target/real.bin", "home/docs/a/file-link.bin");
     const std::set<std::string> excluding = {root + "/private", root + "/docs/secret", root + "/docs/b/skip"};
 
-    std::vector<LargeFile> expected{{root + "/top.bin", allocated(root + "/top.bin"), Clock::time_point(seconds(1'500'000'000))}};
     setModified(root + "/top.bin", 1'500'000'000);
+    std::vector<LargeFile> expected{
+        {root + "/top.bin", allocated(root + "/top.bin"), Clock::time_point(seconds(1'500'000'000))}};
     for (std::size_t index = 0; index < listedAtFloor.size(); ++index) {
         const auto wholeSeconds = 1'600'000'000 + static_cast<std::int64_t>(index);
         setModified(root + "/" + listedAtFloor[index], wholeSeconds);
