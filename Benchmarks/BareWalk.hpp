@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <dirent.h>
@@ -17,8 +19,10 @@
 
 namespace tarno::bench {
 
-// The number of entries below root; with looseFilesOnly, root's own entries only.
-inline std::int64_t bareWalk(const std::string& root, bool looseFilesOnly = false)
+// The number of entries below root; with looseFilesOnly, root's own entries
+// only. A folder is entered only if `enter` (when given) says so of its name.
+inline std::int64_t bareWalk(const std::string& root, bool looseFilesOnly = false,
+                             const std::function<bool(std::string_view)>& enter = {})
 {
     std::vector<std::string> stack{root};
     std::vector<char> buffer(65536);
@@ -43,7 +47,7 @@ inline std::int64_t bareWalk(const std::string& root, bool looseFilesOnly = fals
                 if (::statx(folder, name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &status) != 0)
                     continue;
                 ++entries;
-                if (S_ISDIR(status.stx_mode) && !looseFilesOnly)
+                if (S_ISDIR(status.stx_mode) && !looseFilesOnly && (!enter || enter(name)))
                     stack.push_back(path + "/" + name);
             }
         }
