@@ -8,7 +8,7 @@
 // floor is 1,000,000 bytes.
 
 #include "TarnoCore/Foundation/ConcurrentPerform.hpp"
-#include "TarnoCore/Search/LargeFileFinder.hpp"
+#include "TarnoCore/Duplicates/LargeFileFinder.hpp"
 
 #include "BareWalk.hpp"
 

@@ -1,19 +1,19 @@
 #include "CommandLine.hpp"
 #include "Commands.hpp"
 #include "JsonEncoding.hpp"
+#include "ProgressLine.hpp"
 #include "TextFormat.hpp"
 
 #include "TarnoCore/Foundation/ByteFormat.hpp"
 #include "TarnoCore/Foundation/TildePath.hpp"
 #include "TarnoCore/Platform/BulkDirectoryReader.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
-#include "TarnoCore/Search/LargeFileFinder.hpp"
+#include "TarnoCore/Duplicates/LargeFileFinder.hpp"
 
 #include <fmt/core.h>
 
 #include <charconv>
-#include <cstdio>
-#include <mutex>
+#include <atomic>
 
 #include <unistd.h>
 
@@ -35,45 +35,6 @@ std::optional<Number> wholeNumber(const std::string& text)
         return std::nullopt;
     return value;
 }
-
-// "Looking through N files…" on a terminal's standard error, rewritten in
-// place; the finder's threads report at once and out of order, so only a
-// larger total is shown.
-class ProgressLine {
-public:
-    ProgressLine()
-        : m_onTerminal(::isatty(STDERR_FILENO) != 0)
-    {
-    }
-    ~ProgressLine()
-    {
-        if (m_drawn) {
-            std::fputs("\r\033[K", stderr);
-            std::fflush(stderr);
-        }
-    }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
-
-    void show(std::int64_t total)
-    {
-        if (!m_onTerminal)
-            return;
-        const std::lock_guard lock(m_mutex);
-        if (total <= m_total)
-            return;
-        m_total = total;
-        m_drawn = true;
-        fmt::print(stderr, "\rLooking through {} files…", total);
-        std::fflush(stderr);
-    }
-
-private:
-    const bool m_onTerminal;
-    std::mutex m_mutex;
-    std::int64_t m_total = 0;
-    bool m_drawn = false;
-};
 
 void printHuman(const std::vector<LargeFile>& files, std::int64_t minimumBytes)
 {
@@ -122,9 +83,18 @@ int runLarge(const std::vector<std::string>& arguments)
 
     std::vector<LargeFile> files;
     {
-        ProgressLine progress;
+        ProgressLine line;
+        // The finder's threads report at once and out of order: only a larger total is shown.
+        std::atomic<std::int64_t> shown = 0;
         files = LargeFileFinder::find(
-            root, minimumBytes, limit, {}, [&progress](std::int64_t total) { progress.show(total); },
+            root, minimumBytes, limit, {},
+            [&](std::int64_t total) {
+                std::int64_t before = shown.load();
+                while (total > before && !shown.compare_exchange_weak(before, total)) {
+                }
+                if (total > before)
+                    line.show(fmt::format("Looking through {} files…", total));
+            },
             [] { return false; });
     }
 

@@ -1055,7 +1055,7 @@ class LargeTests(unittest.TestCase):
         finally:
             os.close(leader)
         self.assertEqual(on_terminal.stdout, completed.stdout)
-        self.assertRegex(progress.decode(), r"^(\rLooking through \d+ files…)+\r\x1b\[K$")
+        self.assertRegex(progress.decode(), r"^(\rLooking through \d+ files…\x1b\[K)+\r\x1b\[K$")
 
     def test_a_root_that_is_no_readable_folder_is_status_1(self):
         for root in (os.path.join(self.tree, b"missing"), os.path.join(self.tree, b"top.bin"),

@@ -1,4 +1,4 @@
-#include "TarnoCore/Search/LargeFileFinder.hpp"
+#include "TarnoCore/Duplicates/LargeFileFinder.hpp"
 
 #include "Support/MountNamespace.hpp"
 #include "Support/TemporaryFolder.hpp"

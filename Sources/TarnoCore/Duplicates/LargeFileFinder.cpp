@@ -1,4 +1,4 @@
-#include "TarnoCore/Search/LargeFileFinder.hpp"
+#include "TarnoCore/Duplicates/LargeFileFinder.hpp"
 
 #include "TarnoCore/Foundation/BulkWalker.hpp"
 #include "TarnoCore/Foundation/ConcurrentPerform.hpp"
