@@ -152,7 +152,9 @@ ByDigest digests(const Sized& files, bool partial, const std::function<void()>& 
     concurrentPerform(files.size(), [&](std::size_t index) {
         if (isCancelled())
             return;
-        const auto& [length, file] = files[index];
+        // Named copies, not a structured binding: clang 14 cannot capture those in a lambda.
+        const std::int64_t length = files[index].first;
+        const DuplicateFile& file = files[index].second;
         if (std::optional<std::string> hash = digest(file.path, length, partial))
             results.change([&](ByDigest& map) { map[{length, *hash}].push_back(file); });
         if (done)
