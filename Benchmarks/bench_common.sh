@@ -26,10 +26,12 @@ builtCli() {
 }
 
 # Median wall time of $runs runs of the command, in microseconds. A command
-# that fails (du on an unreadable folder) still counts.
+# that fails (du on an unreadable folder) still counts. $beforeEachRun, when
+# set, runs untimed before each run (dropping the page cache, say).
 medianMicroseconds() {
   local samples=() start end run
   for ((run = 0; run < runs; run++)); do
+    [ -n "${beforeEachRun:-}" ] && $beforeEachRun
     start=$(date +%s%N)
     "$@" >/dev/null 2>&1 || true
     end=$(date +%s%N)

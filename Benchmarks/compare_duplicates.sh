@@ -67,19 +67,6 @@ canDropCaches=0
 if [ -w /proc/sys/vm/drop_caches ]; then canDropCaches=1; fi
 dropCaches() { sync; echo 3 > /proc/sys/vm/drop_caches; }
 
-# Median of cold runs: the caches are dropped before each.
-medianColdMicroseconds() {
-  local samples=() start end run
-  for ((run = 0; run < runs; run++)); do
-    dropCaches
-    start=$(date +%s%N)
-    "$@" >/dev/null 2>&1 || true
-    end=$(date +%s%N)
-    samples+=($(( (end - start) / 1000 )))
-  done
-  printf '%s\n' "${samples[@]}" | sort -n | sed -n "$(( (runs + 1) / 2 ))p"
-}
-
 compareOn() {
   local label="$1" root="$2"
   echo "== $label: $root"
@@ -97,13 +84,13 @@ compareOn() {
   local mode
   for mode in warm cold; do
     if [ "$mode" = cold ] && [ "$canDropCaches" -eq 0 ]; then echo "cold: cannot drop the page cache here"; continue; fi
-    local timer=medianMicroseconds
-    [ "$mode" = cold ] && timer=medianColdMicroseconds
+    local beforeEachRun=""
+    [ "$mode" = cold ] && beforeEachRun=dropCaches
     [ "$mode" = warm ] && "$cli" duplicates --json --min 1 "$root" >/dev/null
     local tarno jd rd
-    tarno=$($timer "$cli" duplicates --json --min 1 "$root")
-    jd=$($timer jdupes -r -q "$root")
-    rd=$($timer bash -c "cd '$work' && rdfind -outputname '$work/results.txt' -dryrun true '$root'")
+    tarno=$(medianMicroseconds "$cli" duplicates --json --min 1 "$root")
+    jd=$(medianMicroseconds jdupes -r -q "$root")
+    rd=$(medianMicroseconds bash -c "cd '$work' && rdfind -outputname '$work/results.txt' -dryrun true '$root'")
     awk -v m="$mode" -v t="$tarno" -v j="$jd" -v r="$rd" 'BEGIN {
       best = (j < r) ? j : r
       printf "%s: tarno-cli %.0f ms, jdupes %.0f ms, rdfind %.0f ms; %.2fx faster than the faster of them\n",

@@ -3,7 +3,10 @@
 #include "Support/MountNamespace.hpp"
 #include "Support/TemporaryFolder.hpp"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
+#include <iostream>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -47,6 +50,27 @@ inline IsolatedRun onReflinkVolume(const std::string& fileSystem, const Temporar
         const TemporaryFolder root(volume);
         return body(root);
     });
+}
+
+// Runs `body` on an XFS and then a btrfs volume and expects no findings from
+// either. A volume this machine cannot make, or one that makes no reflinks,
+// is reported as skipped; without mount namespaces the whole test is skipped.
+inline void expectNoFindingsOnReflinkVolumes(
+    const std::function<std::string(const TemporaryFolder& root, const std::string& fileSystem)>& body)
+{
+    for (const std::string fileSystem : {"xfs", "btrfs"}) {
+        SCOPED_TRACE(fileSystem);
+        const TemporaryFolder scratch;
+        const IsolatedRun run =
+            onReflinkVolume(fileSystem, scratch, [&](const TemporaryFolder& root) { return body(root, fileSystem); });
+        if (!run.ran)
+            GTEST_SKIP() << run.reason;
+        if (run.output.starts_with("skip: ")) {
+            std::cout << "[ SKIPPED  ] " << fileSystem << ": " << run.output.substr(6) << "\n";
+            continue;
+        }
+        EXPECT_EQ(run.output, "");
+    }
 }
 
 } // namespace tarno::test

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <mutex>
 
 namespace tarno {
@@ -170,42 +169,30 @@ TEST(DuplicateFinderTests, TheKeeperIsTheOriginalOutsideDownloads)
 // clone pair inside a larger set counts once.
 TEST(DuplicateFinderTests, ClonesAreCountedOnce)
 {
-    for (const std::string fileSystem : {"btrfs", "xfs"}) {
-        SCOPED_TRACE(fileSystem);
-        TemporaryFolder scratch;
-        const auto body = [](const TemporaryFolder& root) -> std::string {
-            const std::string original = writeFile(root, "Documents/photo.raw", 400'000);
-            writeFile(root, "Documents/other/photo.raw", 400'000);
-            const std::string lone = writeFile(root, "Pictures/scan.tif", 300'000);
-            if (!test::reflinkCopy(original, root / "Pictures/photo clone.raw")
-                || !test::reflinkCopy(lone, root / "Pictures/scan copy.tif"))
-                return "skip: this volume makes no reflinks";
-            ::sync(); // written data gets its extents, as any file that is not brand new has
-            const auto groups = DuplicateFinder::find({root / "Documents", root / "Pictures"}, 100'000, root.path(),
-                                                      {}, [] { return false; });
-            if (groups.size() != 2)
-                return "expected two sets, found " + std::to_string(groups.size());
-            std::string findings;
-            const DuplicateGroup& photos = groups[0];
-            const DuplicateGroup& scans = groups[1];
-            if (photos.files.size() != 3 || scans.files.size() != 2)
-                findings += "the sets do not hold every copy; ";
-            // Of three photos two share blocks: removing both others frees one copy's worth.
-            if (photos.reclaimable() != photos.files[0].bytes)
-                findings += "a clone pair in a set of three is not counted once; ";
-            if (scans.reclaimable() != 0)
-                findings += "a set of clones gives something back; ";
-            return findings;
-        };
-        const test::IsolatedRun run = test::onReflinkVolume(fileSystem, scratch, body);
-        if (!run.ran)
-            GTEST_SKIP() << run.reason;
-        if (run.output.starts_with("skip: ")) {
-            std::cout << "[ SKIPPED  ] " << fileSystem << ": " << run.output.substr(6) << "\n";
-            continue;
-        }
-        EXPECT_EQ(run.output, "");
-    }
+    test::expectNoFindingsOnReflinkVolumes([](const TemporaryFolder& root, const std::string&) -> std::string {
+        const std::string original = writeFile(root, "Documents/photo.raw", 400'000);
+        writeFile(root, "Documents/other/photo.raw", 400'000);
+        const std::string lone = writeFile(root, "Pictures/scan.tif", 300'000);
+        if (!test::reflinkCopy(original, root / "Pictures/photo clone.raw")
+            || !test::reflinkCopy(lone, root / "Pictures/scan copy.tif"))
+            return "skip: this volume makes no reflinks";
+        ::sync(); // written data gets its extents, as any file that is not brand new has
+        const auto groups = DuplicateFinder::find({root / "Documents", root / "Pictures"}, 100'000, root.path(),
+                                                  {}, [] { return false; });
+        if (groups.size() != 2)
+            return "expected two sets, found " + std::to_string(groups.size());
+        std::string findings;
+        const DuplicateGroup& photos = groups[0];
+        const DuplicateGroup& scans = groups[1];
+        if (photos.files.size() != 3 || scans.files.size() != 2)
+            findings += "the sets do not hold every copy; ";
+        // Of three photos two share blocks: removing both others frees one copy's worth.
+        if (photos.reclaimable() != photos.files[0].bytes)
+            findings += "a clone pair in a set of three is not counted once; ";
+        if (scans.reclaimable() != 0)
+            findings += "a set of clones gives something back; ";
+        return findings;
+    });
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <optional>
 
 #include <sys/stat.h>
@@ -105,80 +104,68 @@ std::optional<std::pair<std::int64_t, std::int64_t>> btrfsUsage(const std::strin
 // them, so the test makes a small volume of each in a mount namespace of its own.
 TEST(SpaceAccountingTests, ReflinkedCopiesArePricedLikeHardLinks)
 {
-    for (const std::string fileSystem : {"xfs", "btrfs"}) {
-        SCOPED_TRACE(fileSystem);
-        TemporaryFolder scratch;
-        const auto body = [&](const TemporaryFolder& root) -> std::string {
-            root.makeFile("a/node_modules/pkg/index.js", 100'000, 'a');
-            root.makeFile("store/pkg/lib.js", 60'000, 's');
-            root.makeFile("c/plain", 70'000, 'c');
-            if (!test::reflinkCopy(root / "a/node_modules/pkg/index.js", root / "b/node_modules/pkg/index.js")
-                || !test::reflinkCopy(root / "store/pkg/lib.js", root / "c/node_modules/lib.js"))
-                return "skip: this volume makes no reflinks";
-            ::sync(); // written data gets its extents, as it has on any file that is not brand new
-            const std::int64_t shared = allocated(root / "a/node_modules/pkg/index.js");
-            const std::int64_t fromStore = allocated(root / "store/pkg/lib.js");
-            const std::int64_t plain = allocated(root / "c/plain");
+    test::expectNoFindingsOnReflinkVolumes([&](const TemporaryFolder& root, const std::string& fileSystem) -> std::string {
+        root.makeFile("a/node_modules/pkg/index.js", 100'000, 'a');
+        root.makeFile("store/pkg/lib.js", 60'000, 's');
+        root.makeFile("c/plain", 70'000, 'c');
+        if (!test::reflinkCopy(root / "a/node_modules/pkg/index.js", root / "b/node_modules/pkg/index.js")
+            || !test::reflinkCopy(root / "store/pkg/lib.js", root / "c/node_modules/lib.js"))
+            return "skip: this volume makes no reflinks";
+        ::sync(); // written data gets its extents, as it has on any file that is not brand new
+        const std::int64_t shared = allocated(root / "a/node_modules/pkg/index.js");
+        const std::int64_t fromStore = allocated(root / "store/pkg/lib.js");
+        const std::int64_t plain = allocated(root / "c/plain");
 
-            std::vector<std::uint64_t> identities;
-            for (const char* copy : {"a/node_modules/pkg", "b/node_modules/pkg"}) {
-                BulkWalker::walk(root / copy, [&](BulkFolder& folder) {
-                    for (const BulkEntry& entry : folder.entries)
-                        identities.push_back(entry.cloneID);
-                    return true;
-                }, {});
-            }
-            const SpaceAccount account = SpaceAccounting::measure(
-                {{root / "a", {}}, {root / "b", {}}, {root / "c", {}}}, {root / "store"}, {}, never);
-            std::string findings;
-            if (identities.size() != 2 || identities[0] == 0 || identities[0] != identities[1])
-                findings += "the two copies do not carry one clone identity; ";
-            if (account.combinations != Combinations{{{0, 1}, shared}, {{2}, plain}})
-                findings += "combinations are not the shared copy and c's own file; ";
-            if (account.sharedOutside != std::vector<std::int64_t>{0, 0, fromStore})
-                findings += "the store's clone is not shared outside; ";
-            if (account.freed({0}) != 0 || account.freed({0, 1}) != shared)
-                findings += "freed does not wait for both copies; ";
-            if (fileSystem == "btrfs") {
-                // btrfs counts the same way: its exclusive bytes are what deleting frees.
-                const auto ownerA = btrfsUsage(root / "a");
-                const auto ownerC = btrfsUsage(root / "c");
-                if (!ownerA || !ownerC)
-                    findings += "btrfs filesystem du gave no figures; ";
-                else if (*ownerA != std::pair{account.apparent[0], account.freed({0})}
-                         || *ownerC != std::pair{account.apparent[2], account.freed({2})})
-                    findings += "btrfs's total and exclusive bytes differ from apparent and freed; ";
-            }
-            // What deleting really gives back, as the volume counts it. Only
-            // btrfs counts data apart: XFS frees inode chunks with the files
-            // and does it in the background.
-            if (fileSystem == "btrfs") {
-                const auto freeBytes = [&] {
-                    ::sync();
-                    struct statvfs capacity {};
-                    ::statvfs(root.path().c_str(), &capacity);
-                    return static_cast<std::int64_t>(capacity.f_bfree) * static_cast<std::int64_t>(capacity.f_frsize);
-                };
-                const std::int64_t before = freeBytes();
-                std::filesystem::remove_all(root / "b");
-                const std::int64_t withoutB = freeBytes();
-                std::filesystem::remove_all(root / "a");
-                const std::int64_t withoutBoth = freeBytes();
-                if (withoutB - before != account.freed({1})
-                    || withoutBoth - withoutB != account.freed({0, 1}) - account.freed({1}))
-                    findings += "the volume did not gain what freed said; ";
-            }
-            return findings;
-        };
-        const test::IsolatedRun run = test::onReflinkVolume(fileSystem, scratch, body);
-        if (!run.ran)
-            GTEST_SKIP() << run.reason;
-        if (run.output.starts_with("skip: ")) {
-            std::cout << "[ SKIPPED  ] " << fileSystem << ": " << run.output.substr(6) << "\n";
-            continue;
+        std::vector<std::uint64_t> identities;
+        for (const char* copy : {"a/node_modules/pkg", "b/node_modules/pkg"}) {
+            BulkWalker::walk(root / copy, [&](BulkFolder& folder) {
+                for (const BulkEntry& entry : folder.entries)
+                    identities.push_back(entry.cloneID);
+                return true;
+            }, {});
         }
-        EXPECT_EQ(run.output, "");
-    }
+        const SpaceAccount account = SpaceAccounting::measure(
+            {{root / "a", {}}, {root / "b", {}}, {root / "c", {}}}, {root / "store"}, {}, never);
+        std::string findings;
+        if (identities.size() != 2 || identities[0] == 0 || identities[0] != identities[1])
+            findings += "the two copies do not carry one clone identity; ";
+        if (account.combinations != Combinations{{{0, 1}, shared}, {{2}, plain}})
+            findings += "combinations are not the shared copy and c's own file; ";
+        if (account.sharedOutside != std::vector<std::int64_t>{0, 0, fromStore})
+            findings += "the store's clone is not shared outside; ";
+        if (account.freed({0}) != 0 || account.freed({0, 1}) != shared)
+            findings += "freed does not wait for both copies; ";
+        if (fileSystem == "btrfs") {
+            // btrfs counts the same way: its exclusive bytes are what deleting frees.
+            const auto ownerA = btrfsUsage(root / "a");
+            const auto ownerC = btrfsUsage(root / "c");
+            if (!ownerA || !ownerC)
+                findings += "btrfs filesystem du gave no figures; ";
+            else if (*ownerA != std::pair{account.apparent[0], account.freed({0})}
+                     || *ownerC != std::pair{account.apparent[2], account.freed({2})})
+                findings += "btrfs's total and exclusive bytes differ from apparent and freed; ";
+        }
+        // What deleting really gives back, as the volume counts it. Only
+        // btrfs counts data apart: XFS frees inode chunks with the files
+        // and does it in the background.
+        if (fileSystem == "btrfs") {
+            const auto freeBytes = [&] {
+                ::sync();
+                struct statvfs capacity {};
+                ::statvfs(root.path().c_str(), &capacity);
+                return static_cast<std::int64_t>(capacity.f_bfree) * static_cast<std::int64_t>(capacity.f_frsize);
+            };
+            const std::int64_t before = freeBytes();
+            std::filesystem::remove_all(root / "b");
+            const std::int64_t withoutB = freeBytes();
+            std::filesystem::remove_all(root / "a");
+            const std::int64_t withoutBoth = freeBytes();
+            if (withoutB - before != account.freed({1})
+                || withoutBoth - withoutB != account.freed({0, 1}) - account.freed({1}))
+                findings += "the volume did not gain what freed said; ";
+        }
+        return findings;
+    });
 }
 
 } // namespace
