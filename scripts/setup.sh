@@ -18,8 +18,8 @@ packages=(
   qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtquick
   qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-templates qml6-module-qtquick-window
-  # freedesktop icons the sidebar and screens use
-  adwaita-icon-theme
+  # freedesktop icons the sidebar and screens use, and the file types' names for them
+  adwaita-icon-theme shared-mime-info
 )
 
 missing=()

@@ -34,6 +34,8 @@ AppMachine AppMachine::live(CleanupEnvironment environment)
         .disk = [](const std::string& path) { return SystemStats::disk(path); },
         .cleanup = CleanupMachine::live(std::move(environment)),
         .projects = ProjectsMachine::live(),
+        .largeFiles = LargeFilesMachine::live(),
+        .duplicates = DuplicatesMachine::live(),
     };
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Tarno/CleanupMachine.hpp"
+#include "Tarno/DuplicatesMachine.hpp"
+#include "Tarno/LargeFilesMachine.hpp"
 #include "Tarno/ProjectsMachine.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
@@ -35,6 +37,8 @@ struct AppMachine {
     std::function<std::optional<DiskUsage>(const std::string& path)> disk;
     CleanupMachine cleanup;
     ProjectsMachine projects;
+    LargeFilesMachine largeFiles;
+    DuplicatesMachine duplicates;
 
     // This machine, looked at through the given environment.
     static AppMachine live(CleanupEnvironment environment);

@@ -15,6 +15,8 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     , m_historyQueue(new TaskRunner(1, this))
     , m_cleanup(new CleanupModel(m_machine.cleanup, m_guardian, this))
     , m_projects(new ProjectsModel(m_machine.projects, m_machine.home, m_guardian, this))
+    , m_largeFiles(new LargeFilesModel(m_machine.largeFiles, m_machine.home, m_guardian, this))
+    , m_duplicates(new DuplicatesModel(m_machine.duplicates, m_machine.home, m_guardian, this))
 {
     // The sections report what they removed here, and say when the disk changed.
     m_cleanup->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
@@ -23,6 +25,12 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     m_projects->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
     m_projects->onDiskChanged = [this] { refreshDisk(); };
     m_projects->keepRecord = m_machine.history.append;
+    m_largeFiles->onTrashed = [this](const CleanupRecord& entry) { record(entry); };
+    m_largeFiles->onDiskChanged = [this] { refreshDisk(); };
+    m_duplicates->onTrashed = [this](const CleanupRecord& entry) { record(entry); };
+    // A move to the Trash changes nothing on the volume until the Trash is
+    // emptied, but what is in it is shown in the disk's figures.
+    m_duplicates->onGone = [this](const std::set<std::string>&) { refreshDisk(); };
     loadRecords();
 }
 
@@ -32,6 +40,8 @@ AppModel::~AppModel()
     // The sections go first, while the history they may still write stands.
     delete m_cleanup;
     delete m_projects;
+    delete m_largeFiles;
+    delete m_duplicates;
     delete m_readings;
     delete m_historyQueue;
 }
@@ -40,6 +50,8 @@ void AppModel::cancelAll()
 {
     m_cleanup->cancel();
     m_projects->cancel();
+    m_largeFiles->cancel();
+    m_duplicates->cancel();
     m_readings->cancel();
 }
 

@@ -2,6 +2,8 @@
 
 #include "Tarno/AppMachine.hpp"
 #include "Tarno/CleanupModel.hpp"
+#include "Tarno/DuplicatesModel.hpp"
+#include "Tarno/LargeFilesModel.hpp"
 #include "Tarno/ProjectsModel.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
@@ -30,6 +32,8 @@ class AppModel : public QObject {
     QML_UNCREATABLE("The application owns the model")
     Q_PROPERTY(tarno::CleanupModel* cleanup READ cleanup CONSTANT)
     Q_PROPERTY(tarno::ProjectsModel* projects READ projects CONSTANT)
+    Q_PROPERTY(tarno::LargeFilesModel* largeFiles READ largeFiles CONSTANT)
+    Q_PROPERTY(tarno::DuplicatesModel* duplicates READ duplicates CONSTANT)
     // The selected section's number in allSections, -1 for none.
     Q_PROPERTY(int section READ sectionNumber WRITE setSectionNumber NOTIFY sectionChanged)
     // The section whose screen the detail area shows: overview when none is selected.
@@ -53,6 +57,8 @@ public:
 
     CleanupModel* cleanup() const { return m_cleanup; }
     ProjectsModel* projects() const { return m_projects; }
+    LargeFilesModel* largeFiles() const { return m_largeFiles; }
+    DuplicatesModel* duplicates() const { return m_duplicates; }
 
     // The history, newest first; empty until it has been read.
     const std::vector<CleanupRecord>& records() const { return m_records; }
@@ -95,6 +101,8 @@ private:
     TaskRunner* m_historyQueue;
     CleanupModel* m_cleanup;
     ProjectsModel* m_projects;
+    LargeFilesModel* m_largeFiles;
+    DuplicatesModel* m_duplicates;
 
     std::vector<CleanupRecord> m_records;
     std::optional<DiskUsage> m_disk;

@@ -1,6 +1,7 @@
 #include "Tarno/Snapshotter.hpp"
 
 #include "Tarno/AppModel.hpp"
+#include "Tarno/LargeFilesScreen.hpp"
 
 #include "TarnoCore/Projects/ProjectRemoval.hpp"
 
@@ -136,6 +137,83 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         model.projects()->setSummary(std::nullopt);
                         model.projects()->setPhase(ProjectsModel::Scanning{ProjectScanner::CheckingWorktrees{1}});
                     }});
+
+    // The Large Files screen: a search under way, its list, a move asked for
+    // and one that met a refusal, and a minimum no file reaches.
+    list.push_back({QStringLiteral("largeFiles-searching"), [](AppModel& model) {
+                        model.setSection(AppModel::Section::largeFiles);
+                        model.largeFiles()->setPhase(LargeFilesModel::Phase::searching);
+                        model.largeFiles()->setFilesExamined(131'877);
+                    }});
+    list.push_back({QStringLiteral("largeFiles-list"),
+                    [](AppModel& model) {
+                        model.largeFiles()->setPhase(LargeFilesModel::Phase::idle);
+                        model.largeFiles()->findLargeFiles();
+                    },
+                    [](const AppModel& model) { return model.largeFiles()->phase() == LargeFilesModel::Phase::ready; }});
+    list.push_back({QStringLiteral("largeFiles-confirmation"), [](AppModel&) {}, nullptr, [](QQuickWindow& window) {
+                        if (auto* screen = window.findChild<LargeFilesScreen*>()) {
+                            const auto files = screen->model()->visibleFiles();
+                            for (std::size_t index = 1; index < std::min<std::size_t>(files.size(), 4); ++index)
+                                screen->setSelected(QString::fromStdString(files[index].path), true);
+                            screen->askToTrashSelection();
+                        }
+                    }});
+    list.push_back({QStringLiteral("largeFiles-failures"), [](AppModel& model) {
+                        const std::string& home = model.home();
+                        model.largeFiles()->setFailures(
+                            {{home + "/VirtualBox VMs/Debian 12/Debian 12.vdi", "Permission denied"}});
+                    }, nullptr, [](QQuickWindow& window) {
+                        if (auto* screen = window.findChild<LargeFilesScreen*>())
+                            screen->cancelTrash();
+                    }});
+    list.push_back({QStringLiteral("largeFiles-empty"), [](AppModel& model) {
+                        LargeFilesModel& largeFiles = *model.largeFiles();
+                        largeFiles.setFailures({});
+                        std::vector<LargeFile> smaller = largeFiles.files();
+                        std::erase_if(smaller, [](const LargeFile& file) { return file.bytes >= 1'000'000'000; });
+                        largeFiles.setFiles(std::move(smaller));
+                        largeFiles.setThreshold(1'000'000'000);
+                    }});
+
+    // The Duplicates screen: a comparison under way, the sets with the extra
+    // copies ticked, the confirmation when one set would lose every copy, a
+    // refusal, and nothing found beside a photo library.
+    list.push_back({QStringLiteral("duplicates-searching"), [](AppModel& model) {
+                        model.setSection(AppModel::Section::duplicates);
+                        model.duplicates()->setPhase(DuplicatesModel::Phase::searching);
+                        model.duplicates()->setStage(DuplicateFinder::Comparing{1'208, 3'412});
+                    }});
+    list.push_back({QStringLiteral("duplicates-list"),
+                    [](AppModel& model) {
+                        model.duplicates()->setPhase(DuplicatesModel::Phase::idle);
+                        model.duplicates()->find();
+                    },
+                    [](const AppModel& model) { return model.duplicates()->phase() == DuplicatesModel::Phase::ready; }});
+    list.push_back({QStringLiteral("duplicates-selected"), [](AppModel& model) {
+                        model.duplicates()->selectExtraCopies();
+                    }});
+    list.push_back({QStringLiteral("duplicates-confirmation"), [](AppModel& model) {
+                        DuplicatesModel& duplicates = *model.duplicates();
+                        std::set<std::string> selection = duplicates.selection();
+                        if (!duplicates.groups().empty())
+                            selection.insert(duplicates.groups().back().files.front().path);
+                        duplicates.setSelection(std::move(selection));
+                        duplicates.setConfirming(true);
+                    }});
+    list.push_back({QStringLiteral("duplicates-failures"), [](AppModel& model) {
+                        DuplicatesModel& duplicates = *model.duplicates();
+                        duplicates.setConfirming(false);
+                        duplicates.setSelection({});
+                        duplicates.setFailures({{model.home() + "/Downloads/ubuntu-24.04.1-desktop-amd64.iso",
+                                                 "Operation not permitted"}});
+                    }});
+    list.push_back({QStringLiteral("duplicates-empty"), [](AppModel& model) {
+                        DuplicatesModel& duplicates = *model.duplicates();
+                        duplicates.setFailures({});
+                        duplicates.setGroups({});
+                        duplicates.setHasPhotosLibrary(true);
+                    }});
     return list;
 }
 
@@ -191,6 +269,8 @@ void Snapshotter::showNext()
     }
     const Shot& shot = m_shots[m_next];
     shot.stage(*m_model);
+    if (shot.stageView)
+        shot.stageView(*m_window);
     if (shot.isReady && !shot.isReady(*m_model)) {
         // Asked again on each turn of the event loop, for at most a minute.
         auto waited = std::make_shared<QElapsedTimer>();

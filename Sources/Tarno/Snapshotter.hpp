@@ -19,8 +19,10 @@ class AppModel;
 // states (cleanup-confirmation, -cleaning, -summary, -banners, -empty,
 // -scanning), then the Projects screen in its states after the empty one
 // (projects-scanning, -list, -confirmation, -cleaning, -summary,
-// -rescanning). Those states are staged on the model for the picture: nothing
-// is removed.
+// -rescanning), the Large Files screen's (largeFiles-searching, -list,
+// -confirmation, -failures, -empty) and the Duplicates screen's
+// (duplicates-searching, -list, -selected, -confirmation, -failures,
+// -empty). Those states are staged for the picture: nothing is removed.
 class Snapshotter : public QObject {
     Q_OBJECT
 
@@ -44,6 +46,9 @@ private:
         std::function<void(AppModel&)> stage;
         // When the staging starts work: the picture waits until this holds.
         std::function<bool(const AppModel&)> isReady = nullptr;
+        // For state a screen keeps itself (the Large Files selection): staged
+        // on the screen object found in the window.
+        std::function<void(QQuickWindow&)> stageView = nullptr;
     };
     static std::vector<Shot> shots();
 

@@ -43,6 +43,8 @@ constexpr std::array entries = {
     Entry{L("arrow.triangle.branch"), L("media-playlist-shuffle-symbolic")},
     Entry{L("ellipsis.circle"), L("view-more-horizontal-symbolic")},
     Entry{L("info.circle"), L("dialog-information-symbolic")},
+    Entry{L("exclamationmark.triangle"), L("dialog-warning-symbolic")},
+    Entry{L("photo.on.rectangle"), L("image-x-generic-symbolic")},
 };
 
 } // namespace

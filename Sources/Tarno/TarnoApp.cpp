@@ -1,6 +1,7 @@
 #include "Tarno/TarnoApp.hpp"
 
 #include "Tarno/Demo/DemoMachine.hpp"
+#include "Tarno/FileIcons.hpp"
 #include "Tarno/IconImageProvider.hpp"
 #include "Tarno/Preference.hpp"
 #include "Tarno/SymbolIcons.hpp"
@@ -8,6 +9,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <QMenu>
+#include <QPointer>
 #include <QPalette>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
@@ -67,6 +69,11 @@ void TarnoApp::setDarkAppearance(bool dark)
 QQuickWindow* TarnoApp::loadMainWindow(QQmlApplicationEngine& engine)
 {
     engine.addImageProvider(QStringLiteral("icon"), new IconImageProvider);
+    engine.addImageProvider(QStringLiteral("filetype"), new FileTypeImageProvider);
+    engine.addImageProvider(QStringLiteral("thumbnail"),
+                            new ThumbnailImageProvider([duplicates = QPointer(m_model->duplicates())](const QString& path) {
+                                return duplicates ? duplicates->thumbnail(path.toStdString()) : QImage();
+                            }));
     engine.setInitialProperties({{QStringLiteral("app"), QVariant::fromValue(this)}});
     engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Tarno/Main.qml")));
     const QList<QObject*> roots = engine.rootObjects();

@@ -2,6 +2,7 @@
 
 #include "Tarno/AppMachine.hpp"
 
+#include "TarnoTests/MadeUpFiles.hpp"
 #include "TarnoTests/MadeUpProjects.hpp"
 
 #include "TarnoCore/Cleanup/AdminCleanup.hpp"
@@ -163,6 +164,8 @@ public:
             },
             .cleanup = cleanupMachine(),
             .projects = test::MadeUpProjects().machine(),
+            .largeFiles = test::MadeUpFiles().largeFilesMachine(),
+            .duplicates = test::MadeUpFiles().duplicatesMachine(),
         };
     }
 

@@ -1,5 +1,6 @@
 #include "Tarno/Demo/DemoMachine.hpp"
 
+#include "Tarno/Demo/DemoFiles.hpp"
 #include "Tarno/Demo/DemoProjects.hpp"
 
 #include "TarnoCore/Cleanup/Tools/Docker.hpp"
@@ -265,6 +266,8 @@ AppMachine machine()
         },
         .cleanup = cleanupMachineOn(disk),
         .projects = projectsMachine(),
+        .largeFiles = largeFilesMachine(),
+        .duplicates = duplicatesMachine(),
     };
 }
 

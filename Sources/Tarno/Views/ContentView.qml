@@ -129,6 +129,8 @@ Item {
                     switch (sections.rawValue(content.model.shownSection)) {
                     case "cleanup": return cleanupScreen
                     case "projects": return projectsScreen
+                    case "largeFiles": return largeFilesScreen
+                    case "duplicates": return duplicatesScreen
                     default: return titleScreen
                     }
                 }
@@ -146,6 +148,24 @@ Item {
                 id: projectsScreen
                 ProjectsView {
                     model: content.model.projects
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                }
+            }
+            Component {
+                id: largeFilesScreen
+                LargeFilesView {
+                    model: content.model.largeFiles
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                }
+            }
+            Component {
+                id: duplicatesScreen
+                DuplicatesView {
+                    model: content.model.duplicates
                     title: sections.title(content.model.shownSection)
                     symbol: sections.symbol(content.model.shownSection)
                     tint: Theme.sectionTint(content.model.shownSection)

@@ -223,6 +223,14 @@ private:
 
 } // namespace
 
+std::set<std::string> CleanReport::failedPaths() const
+{
+    std::set<std::string> paths;
+    for (const Failure& failure : failures)
+        paths.insert(failure.path);
+    return paths;
+}
+
 CleanReport Cleaner::perform(const CleanupAction& action, const std::function<bool()>& isCancelled) const
 {
     return std::visit(Performer(guardian, isCancelled), action.value);

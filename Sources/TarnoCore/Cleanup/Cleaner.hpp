@@ -4,6 +4,7 @@
 #include "TarnoCore/Foundation/PathGuard.hpp"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ struct CleanReport {
     int removed = 0; // paths removed, moved or acted on
     std::vector<Failure> failures;
     bool wasCancelled = false; // stopped short: what is left was not tried
+
+    // The paths of the failures.
+    std::set<std::string> failedPaths() const;
 
     bool operator==(const CleanReport&) const = default;
 };

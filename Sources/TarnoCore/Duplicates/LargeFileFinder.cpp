@@ -219,5 +219,17 @@ std::vector<LargeFile> find(const std::string& root, std::int64_t minimumBytes, 
     return largest(collected.candidates, limit);
 }
 
+std::vector<std::string> appDataFolders(const std::string& home, const Platform::UserFolders& folders)
+{
+    return {home + "/Library", folders.config, folders.data, home + "/.var/app"};
+}
+
+bool isInside(const std::string& path, const std::vector<std::string>& folders)
+{
+    return std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+        return path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 && path[folder.size()] == '/';
+    });
+}
+
 } // namespace LargeFileFinder
 } // namespace tarno

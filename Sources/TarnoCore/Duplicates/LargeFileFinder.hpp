@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TarnoCore/Platform/Locations.hpp"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -53,6 +55,14 @@ std::vector<LargeFile> find(const std::string& root, std::int64_t minimumBytes, 
                             const std::set<std::string>& excluding,
                             const std::function<void(std::int64_t)>& progress,
                             const std::function<bool()>& isCancelled);
+
+// The folders where applications keep their own data: the home's Library,
+// the desktop's config and data folders, Flatpak's per-app folders. A file
+// in one of them belongs to an app, and removing it by hand can break it.
+std::vector<std::string> appDataFolders(const std::string& home, const Platform::UserFolders& folders);
+
+// Whether the path lies inside one of those folders.
+bool isInside(const std::string& path, const std::vector<std::string>& folders);
 
 } // namespace LargeFileFinder
 } // namespace tarno
