@@ -2,6 +2,9 @@
 # Fuzzes the core's readers of outside text, one target after the other.
 #   scripts/fuzz.sh [seconds-per-target] [target...]
 #   scripts/fuzz.sh --runs N [target...]     N executions per target instead
+# TARNO_FUZZ_TIMEOUT (seconds, 5 by default) is how long one input may take:
+# raise it for long runs beside other work, where a starved process would
+# otherwise report a timeout that is only the machine's.
 # Targets are the folder names in Fuzz/Seeds (all of them by default). Each
 # keeps its growing corpus in build/fuzz/corpus/<target>, started from its
 # seeds, and any input that breaks it in build/fuzz/crashes/<target>.
@@ -44,7 +47,7 @@ for target in "${targets[@]}"; do
   # The corpus first: libFuzzer writes what it finds into the first folder,
   # never into the checked-in seeds.
   status=0
-  "$program" "${limit[@]}" -timeout=5 -rss_limit_mb=2048 -print_final_stats=1 \
+  "$program" "${limit[@]}" -timeout="${TARNO_FUZZ_TIMEOUT:-5}" -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="$crashes/" "$corpus" "Fuzz/Seeds/$target" >"$log" 2>&1 || status=$?
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
   perSecond=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -n 1)

@@ -53,6 +53,17 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
     std::vector<Shot> list;
     for (AppModel::Section section : allSections)
         list.push_back({rawValue(section), [section](AppModel& model) { model.setSection(section); }});
+    // The file sections search when they first appear: their pictures show what was found.
+    for (Shot& shot : list) {
+        if (shot.name == rawValue(AppModel::Section::largeFiles))
+            shot.isReady = [](const AppModel& model) {
+                return model.largeFiles()->phase() == LargeFilesModel::Phase::ready;
+            };
+        if (shot.name == rawValue(AppModel::Section::duplicates))
+            shot.isReady = [](const AppModel& model) {
+                return model.duplicates()->phase() == DuplicatesModel::Phase::ready;
+            };
+    }
 
     // The Cleanup screen's other states, staged from what the scan found.
     using Phase = CleanupModel::Phase;
@@ -138,20 +149,16 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         model.projects()->setPhase(ProjectsModel::Scanning{ProjectScanner::CheckingWorktrees{1}});
                     }});
 
-    // The Large Files screen: a search under way, its list, a move asked for
+    // The Large Files screen: a search under way, a move asked for
     // and one that met a refusal, and a minimum no file reaches.
     list.push_back({QStringLiteral("largeFiles-searching"), [](AppModel& model) {
                         model.setSection(AppModel::Section::largeFiles);
                         model.largeFiles()->setPhase(LargeFilesModel::Phase::searching);
                         model.largeFiles()->setFilesExamined(131'877);
                     }});
-    list.push_back({QStringLiteral("largeFiles-list"),
-                    [](AppModel& model) {
-                        model.largeFiles()->setPhase(LargeFilesModel::Phase::idle);
-                        model.largeFiles()->findLargeFiles();
-                    },
-                    [](const AppModel& model) { return model.largeFiles()->phase() == LargeFilesModel::Phase::ready; }});
-    list.push_back({QStringLiteral("largeFiles-confirmation"), [](AppModel&) {}, nullptr, [](QQuickWindow& window) {
+    list.push_back({QStringLiteral("largeFiles-confirmation"),
+                    [](AppModel& model) { model.largeFiles()->setPhase(LargeFilesModel::Phase::ready); }, nullptr,
+                    [](QQuickWindow& window) {
                         if (auto* screen = window.findChild<LargeFilesScreen*>()) {
                             const auto files = screen->model()->visibleFiles();
                             for (std::size_t index = 1; index < std::min<std::size_t>(files.size(), 4); ++index)
@@ -176,21 +183,15 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         largeFiles.setThreshold(1'000'000'000);
                     }});
 
-    // The Duplicates screen: a comparison under way, the sets with the extra
-    // copies ticked, the confirmation when one set would lose every copy, a
+    // The Duplicates screen: a comparison under way, the extra copies ticked, the confirmation when one set would lose every copy, a
     // refusal, and nothing found beside a photo library.
     list.push_back({QStringLiteral("duplicates-searching"), [](AppModel& model) {
                         model.setSection(AppModel::Section::duplicates);
                         model.duplicates()->setPhase(DuplicatesModel::Phase::searching);
                         model.duplicates()->setStage(DuplicateFinder::Comparing{1'208, 3'412});
                     }});
-    list.push_back({QStringLiteral("duplicates-list"),
-                    [](AppModel& model) {
-                        model.duplicates()->setPhase(DuplicatesModel::Phase::idle);
-                        model.duplicates()->find();
-                    },
-                    [](const AppModel& model) { return model.duplicates()->phase() == DuplicatesModel::Phase::ready; }});
     list.push_back({QStringLiteral("duplicates-selected"), [](AppModel& model) {
+                        model.duplicates()->setPhase(DuplicatesModel::Phase::ready);
                         model.duplicates()->selectExtraCopies();
                     }});
     list.push_back({QStringLiteral("duplicates-confirmation"), [](AppModel& model) {

@@ -19,10 +19,10 @@ class AppModel;
 // states (cleanup-confirmation, -cleaning, -summary, -banners, -empty,
 // -scanning), then the Projects screen in its states after the empty one
 // (projects-scanning, -list, -confirmation, -cleaning, -summary,
-// -rescanning), the Large Files screen's (largeFiles-searching, -list,
+// -rescanning), the Large Files screen's (largeFiles-searching,
 // -confirmation, -failures, -empty) and the Duplicates screen's
-// (duplicates-searching, -list, -selected, -confirmation, -failures,
-// -empty). Those states are staged for the picture: nothing is removed.
+// (duplicates-searching, -selected, -confirmation, -failures, -empty).
+// Those states are staged for the picture: nothing is removed.
 class Snapshotter : public QObject {
     Q_OBJECT
 
