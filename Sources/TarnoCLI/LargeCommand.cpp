@@ -86,8 +86,9 @@ int runLarge(const std::vector<std::string>& arguments)
         ProgressLine line;
         // The finder's threads report at once and out of order: only a larger total is shown.
         std::atomic<std::int64_t> shown = 0;
+        // What lies in the user's Trash is on its way out already.
         files = LargeFileFinder::find(
-            root, minimumBytes, limit, {},
+            root, minimumBytes, limit, {Platform::trashFolder(Platform::homeFolder())},
             [&](std::int64_t total) {
                 std::int64_t before = shown.load();
                 while (total > before && !shown.compare_exchange_weak(before, total)) {

@@ -1057,6 +1057,19 @@ class LargeTests(unittest.TestCase):
         self.assertEqual(on_terminal.stdout, completed.stdout)
         self.assertRegex(progress.decode(), r"^(\rLooking through \d+ files…\x1b\[K)+\r\x1b\[K$")
 
+    def test_the_users_trash_is_left_out(self):
+        trashed = os.path.join(self.folder.name.encode(), b".local/share/Trash/files/old.bin")
+        os.makedirs(os.path.dirname(trashed))
+        with open(trashed, "wb") as file:
+            file.write(b"t" * 300_000)
+        environment = {key: value for key, value in os.environ.items() if key != "XDG_DATA_HOME"}
+        completed = subprocess.run([CLI, "large", "--json", "--min", "0", self.folder.name], stdout=subprocess.PIPE,
+                                   timeout=60, env=dict(environment, HOME=self.folder.name))
+        self.assertEqual(completed.returncode, 0)
+        paths = [file["path"] for file in json.loads(completed.stdout.decode("utf-8"))["files"]]
+        self.assertTrue(paths)
+        self.assertNotIn(trashed.decode(), paths)
+
     def test_a_root_that_is_no_readable_folder_is_status_1(self):
         for root in (os.path.join(self.tree, b"missing"), os.path.join(self.tree, b"top.bin"),
                      os.path.join(self.tree, b"a/b/out")):

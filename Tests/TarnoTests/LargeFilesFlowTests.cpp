@@ -1,5 +1,9 @@
+#include "Tarno/AppModel.hpp"
 #include "Tarno/LargeFilesModel.hpp"
 #include "Tarno/LargeFilesScreen.hpp"
+
+#include "Support/ScopedEnvironment.hpp"
+#include "Support/TemporaryFolder.hpp"
 
 #include "TarnoTests/MadeUpFiles.hpp"
 #include "TarnoTests/MadeUpMachine.hpp"
@@ -7,6 +11,9 @@
 #include <QLocale>
 
 #include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 
 namespace tarno {
@@ -186,6 +193,45 @@ TEST_F(LargeFilesFlow, TheScreenMovesOnlyTheTickedFilesItShows)
     // Nothing at or above the minimum: the empty panel.
     model.setFiles({dump});
     EXPECT_EQ(screen.content(), LargeFilesScreen::Content::Empty);
+}
+
+// The application on a made-up home with the live section: the real
+// search, the real Trash, the history file.
+TEST(LargeFilesOnDisk, AFileFoundGoesToTheHomesTrashAndIntoTheHistory)
+{
+    test::TemporaryFolder root;
+    const std::string madeUpHome = root / "home";
+    test::ScopedEnvironment dataHome("XDG_DATA_HOME", madeUpHome + "/.local/share");
+    ASSERT_EQ(Platform::trashFolder(madeUpHome), madeUpHome + "/.local/share/Trash");
+    const std::string movie = root.makeFile("home/Videos/film.mkv");
+    std::filesystem::resize_file(movie, 0);
+    {
+        // Allocated, not sparse: the floor counts what the disk holds.
+        std::ofstream out(movie, std::ios::binary);
+        const std::string block(1 << 20, 'f');
+        for (int written = 0; written < 101; ++written)
+            out << block;
+    }
+
+    test::MadeUpMachine madeUp(madeUpHome);
+    AppMachine machine = madeUp.machine(root / "history.json");
+    machine.largeFiles = LargeFilesMachine::live();
+    AppModel app(std::move(machine));
+    LargeFilesModel& model = *app.largeFiles();
+    model.setThreshold(LargeFilesModel::floorBytes);
+    model.findLargeFiles();
+    ASSERT_TRUE(waitUntil([&] { return model.phase() == LargeFilesModel::Phase::ready; }));
+    ASSERT_EQ(model.files().size(), 1u);
+    EXPECT_EQ(model.files()[0].path, movie);
+
+    model.moveToTrash(model.files());
+    ASSERT_TRUE(waitUntil([&] { return !app.records().empty() && app.records().front().source == "Large Files"; }));
+    EXPECT_FALSE(std::filesystem::exists(movie));
+    EXPECT_TRUE(std::filesystem::exists(madeUpHome + "/.local/share/Trash/files/film.mkv"));
+    EXPECT_TRUE(std::filesystem::exists(madeUpHome + "/.local/share/Trash/info/film.mkv.trashinfo"));
+    EXPECT_THAT(model.files(), IsEmpty());
+    EXPECT_THAT(app.records().front().items, ElementsAre("film.mkv"));
+    EXPECT_GE(app.records().front().freedBytes, 101 << 20);
 }
 
 } // namespace

@@ -251,5 +251,25 @@ TEST(LargeFileFinderTests, FoldersOnAnotherVolumeAreNotEnteredAtAnyDepth)
     EXPECT_EQ(run.output, "docs/a/own.bin\n");
 }
 
+TEST(LargeFileFinderTests, FilesInApplicationsFoldersBelongToThem)
+{
+    const Platform::UserFolders folders{.cache = "/h/.cache", .config = "/h/.config", .data = "/d/share",
+                                        .downloads = "/h/Downloads", .trash = "/d/share/Trash"};
+    const std::vector<std::string> apps = LargeFileFinder::appDataFolders("/h", folders);
+    const std::pair<const char*, bool> cases[] = {
+        {"/h/Library/Application Support/App/db.sqlite", true},
+        {"/h/.config/Slack/Cache/data_1", true},
+        {"/d/share/Steam/music.bank", true},
+        {"/h/.var/app/org.gimp.GIMP/cache.bin", true},
+        {"/h/Library", false},              // the folder itself is no file in it
+        {"/h/Library.zip", false},          // a name that only begins the same
+        {"/h/.configuration/disk.img", false},
+        {"/h/.cache/thumbnails/big.png", false}, // caches come back: no warning
+        {"/h/Downloads/os.iso", false},
+    };
+    for (const auto& [path, belongs] : cases)
+        EXPECT_EQ(LargeFileFinder::isInside(path, apps), belongs) << path;
+}
+
 } // namespace
 } // namespace tarno
