@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <map>
 #include <memory>
-#include <regex>
+#include <optional>
 #include <tuple>
 
 #include <fcntl.h>
@@ -135,12 +135,19 @@ std::vector<std::string> downloadFolders(const std::string& home)
 
 std::vector<DuplicateFile> ordered(std::vector<DuplicateFile> files, const std::vector<std::string>& downloads)
 {
-    const auto key = [&downloads](const DuplicateFile& file) {
-        return std::make_tuple(isDownloaded(file.path, downloads), looksLikeACopy(file.name()), file.created,
-                               characterCount(file.path), std::cref(file.path));
-    };
-    std::sort(files.begin(), files.end(),
-              [&key](const DuplicateFile& left, const DuplicateFile& right) { return key(left) < key(right); });
+    // Each file's key once, not once per comparison.
+    using Key = std::tuple<bool, bool, std::chrono::system_clock::time_point, std::size_t, std::string>;
+    std::vector<std::pair<Key, DuplicateFile>> keyed;
+    keyed.reserve(files.size());
+    for (DuplicateFile& file : files) {
+        Key key{isDownloaded(file.path, downloads), looksLikeACopy(file.name()), file.created,
+                characterCount(file.path), file.path};
+        keyed.emplace_back(std::move(key), std::move(file));
+    }
+    std::sort(keyed.begin(), keyed.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
+    files.clear();
+    for (auto& entry : keyed)
+        files.push_back(std::move(entry.second));
     return files;
 }
 
@@ -213,10 +220,24 @@ std::optional<std::string> digest(const std::string& path, std::int64_t size, bo
 
 bool looksLikeACopy(std::string_view name)
 {
-    static const std::regex copy(R"(( copy( \d+)?| \(\d+\))$)");
     const std::size_t dot = name.rfind('.');
-    const std::string_view stem = dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
-    return std::regex_search(stem.begin(), stem.end(), copy);
+    std::string_view stem = dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
+    // Trailing digits, at least one, taken off the end.
+    const auto withoutNumber = [](std::string_view text) -> std::optional<std::string_view> {
+        const std::size_t last = text.find_last_not_of("0123456789");
+        const std::size_t start = last == std::string_view::npos ? 0 : last + 1;
+        return start < text.size() ? std::optional(text.substr(0, start)) : std::nullopt;
+    };
+    if (stem.ends_with(" copy"))
+        return true;
+    if (const std::optional<std::string_view> before = withoutNumber(stem))
+        return before->ends_with(" copy ");
+    if (stem.ends_with(')')) {
+        stem.remove_suffix(1);
+        if (const std::optional<std::string_view> before = withoutNumber(stem))
+            return before->ends_with(" (");
+    }
+    return false;
 }
 
 std::vector<DuplicateFile> keeperFirst(std::vector<DuplicateFile> files, const std::string& home)

@@ -159,7 +159,8 @@ TEST(DuplicateFinderTests, TheKeeperIsTheOriginalOutsideDownloads)
     } names[] = {
         {"report copy.pdf", true},  {"report copy 2.pdf", true}, {"report (3).pdf", true}, {"notes copy", true},
         {"Copy of report.pdf", false}, {"report COPY.pdf", false}, {"report copy.tar.gz", false},
-        {"report(1).pdf", false},   {"report copy2.pdf", false},
+        {"report(1).pdf", false},   {"report copy2.pdf", false}, {"IMG 2024.jpg", false},
+        {"scan (12).tif", true},    {"report ().pdf", false},    {"(1).pdf", false}, {".hidden copy", true},
     };
     for (const auto& each : names)
         EXPECT_EQ(DuplicateFinder::looksLikeACopy(each.name), each.isCopy) << each.name;
