@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <tuple>
 
 #include <fcntl.h>
@@ -56,11 +57,6 @@ using Clock = std::chrono::system_clock;
 using ByDigest = std::map<std::pair<std::int64_t, std::string>, std::vector<DuplicateFile>>;
 // Files to hash, each with its length.
 using Sized = std::vector<std::pair<std::int64_t, DuplicateFile>>;
-
-// Lengths are compared a batch at a time, each batch at least this many
-// files: a parallel pass over two or three files costs more in starting and
-// joining its threads than the hashing, on a busy machine many times more.
-constexpr std::size_t batchFiles = 256;
 
 // An open file, closed on every way out.
 class ReadOnlyFile {
@@ -151,14 +147,26 @@ std::vector<DuplicateFile> ordered(std::vector<DuplicateFile> files, const std::
     return files;
 }
 
-// The digests of one pass, each file read on one of the cores.
-ByDigest digests(const Sized& files, bool partial, const std::function<void()>& done,
+// What one pass found, and the lengths of which a file was never read
+// because the pass was cancelled: their sets would be incomplete.
+struct Digested {
+    ByDigest byDigest;
+    std::set<std::int64_t> unfinishedLengths;
+};
+
+// The digests of one pass over every file at once, each file read on one of
+// the cores: one parallel pass rather than one per length keeps both cores
+// busy, as thread starts and the slowest file of a small pass do not.
+Digested digests(const Sized& files, bool partial, const std::function<void()>& done,
                  const std::function<bool()>& isCancelled)
 {
     Locked<ByDigest> results;
+    // One flag per file, each written by one thread only and read after the join.
+    std::vector<char> reached(files.size(), 0);
     concurrentPerform(files.size(), [&](std::size_t index) {
         if (isCancelled())
             return;
+        reached[index] = 1;
         // Named copies, not a structured binding: clang 14 cannot capture those in a lambda.
         const std::int64_t length = files[index].first;
         const DuplicateFile& file = files[index].second;
@@ -167,7 +175,19 @@ ByDigest digests(const Sized& files, bool partial, const std::function<void()>& 
         if (done)
             done();
     });
-    return results.take();
+    Digested digested{results.take(), {}};
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        if (!reached[index])
+            digested.unfinishedLengths.insert(files[index].first);
+    }
+    return digested;
+}
+
+// Largest first, so that the last file a core takes is a small one.
+void largestFirst(Sized& files)
+{
+    std::stable_sort(files.begin(), files.end(),
+                     [](const auto& left, const auto& right) { return left.first > right.first; });
 }
 
 } // namespace
@@ -297,31 +317,36 @@ std::vector<DuplicateGroup> find(const std::vector<std::string>& roots,
                 groups.push_back(DuplicateGroup{key.second, key.first, ordered(std::move(same), downloads)});
         }
     };
-    for (auto length = byLength.begin(); length != byLength.end();) {
-        if (isCancelled())
-            break;
-        Sized batch;
-        for (; length != byLength.end() && batch.size() < batchFiles; ++length) {
-            for (DuplicateFile& file : length->second)
-                batch.emplace_back(length->first, std::move(file));
-        }
-        // A small file was hashed whole already; a larger one is read again in full.
-        ByDigest sameWhole;
-        Sized sameEdges;
-        for (auto& [key, sameStart] : digests(batch, true, done, isCancelled)) {
-            if (sameStart.size() < 2)
-                continue;
-            if (key.first <= wholeFileLimit) {
-                sameWhole.emplace(key, std::move(sameStart));
-                continue;
-            }
-            for (DuplicateFile& file : sameStart)
-                sameEdges.emplace_back(key.first, std::move(file));
-        }
-        addGroups(sameWhole);
-        ByDigest checked = digests(sameEdges, false, {}, isCancelled);
-        addGroups(checked);
+    Sized candidates;
+    candidates.reserve(static_cast<std::size_t>(total));
+    for (auto& [length, files] : byLength) {
+        for (DuplicateFile& file : files)
+            candidates.emplace_back(length, std::move(file));
     }
+    byLength.clear();
+    largestFirst(candidates);
+
+    // A small file was hashed whole already; a larger one is read again in full.
+    // A cancelled pass leaves out every set of a length it did not finish.
+    Digested starts = digests(candidates, true, done, isCancelled);
+    candidates = {};
+    ByDigest sameWhole;
+    Sized sameEdges;
+    for (auto& [key, sameStart] : starts.byDigest) {
+        if (sameStart.size() < 2 || starts.unfinishedLengths.contains(key.first))
+            continue;
+        if (key.first <= wholeFileLimit) {
+            sameWhole.emplace(key, std::move(sameStart));
+            continue;
+        }
+        for (DuplicateFile& file : sameStart)
+            sameEdges.emplace_back(key.first, std::move(file));
+    }
+    addGroups(sameWhole);
+    largestFirst(sameEdges);
+    Digested wholes = digests(sameEdges, false, {}, isCancelled);
+    std::erase_if(wholes.byDigest, [&](const auto& entry) { return wholes.unfinishedLengths.contains(entry.first.first); });
+    addGroups(wholes.byDigest);
     std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& left, const DuplicateGroup& right) {
         const std::int64_t leftBytes = left.reclaimable(), rightBytes = right.reclaimable();
         return leftBytes != rightBytes ? leftBytes > rightBytes : left.hash > right.hash;

@@ -117,8 +117,9 @@ TEST(DuplicateFinderTests, ACancelDuringComparingReturnsOnlyWholeSets)
         [&] { return cancelled.load(); });
     EXPECT_TRUE(cancelled);
     EXPECT_LT(groups.size(), 40u);
+    // Each set is reported with all three of its copies, or not at all.
     for (const DuplicateGroup& group : groups) {
-        ASSERT_GE(group.files.size(), 2u);
+        ASSERT_EQ(group.files.size(), 3u);
         for (const DuplicateFile& file : group.files)
             EXPECT_EQ(DuplicateFinder::digest(file.path, group.size, false), group.hash);
     }
