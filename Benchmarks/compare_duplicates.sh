@@ -41,7 +41,9 @@ done
 work=$(mktemp -d /tmp/tarno-duplicates-bench.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 
-# The duplicate sets each tool reports, as one canonical JSON list of sorted lists.
+# The duplicate sets each tool reports, as one canonical JSON list of sorted
+# lists; names that are not UTF-8 compare as Python's surrogate escapes, the
+# form tarno-cli's JSON writes them in.
 setsFromTarno() { "$cli" duplicates --json --min 1 "$1" | python3 -c '
 import json, sys
 groups = json.load(sys.stdin)["groups"]
@@ -49,7 +51,7 @@ print(json.dumps(sorted(sorted(f["path"] for f in g["files"]) for g in groups)))
 setsFromJdupes() { jdupes -r -q "$1" | python3 -c '
 import json, sys
 sets, current = [], []
-for line in sys.stdin.read().split("\n"):
+for line in sys.stdin.buffer.read().decode("utf-8", "surrogateescape").split("\n"):
     if line: current.append(line)
     elif current: sets.append(sorted(current)); current = []
 if current: sets.append(sorted(current))
@@ -57,7 +59,7 @@ print(json.dumps(sorted(sets)))'; }
 setsFromRdfind() { (cd "$work" && rdfind -outputname "$work/results.txt" -dryrun true "$1" >/dev/null) && python3 -c '
 import json, sys
 groups = {}
-for line in open(sys.argv[1]):
+for line in open(sys.argv[1], encoding="utf-8", errors="surrogateescape"):
     if line.startswith("#") or not line.strip(): continue
     parts = line.rstrip("\n").split(" ", 7)
     groups.setdefault(abs(int(parts[1])), []).append(parts[7])
