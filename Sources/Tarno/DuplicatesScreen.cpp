@@ -47,14 +47,6 @@ QString DuplicatesScreen::selectExtraToolTip() const
                           "doesn't end in “copy” or “(1)”.");
 }
 
-QStringList DuplicatesScreen::thresholdNames() const
-{
-    QStringList names;
-    for (const Threshold& threshold : thresholds)
-        names.append(QString::fromUtf8(threshold.name));
-    return names;
-}
-
 QString DuplicatesScreen::describe(const DuplicateFinder::Stage& stage)
 {
     return std::visit(Overloaded{
@@ -80,10 +72,7 @@ DuplicatesScreen::State DuplicatesScreen::currentState() const
     if (!m_model)
         return state;
     const DuplicatesModel& model = *m_model;
-    for (std::size_t index = 0; index < std::size(thresholds); ++index) {
-        if (thresholds[index].bytes == model.threshold())
-            state.thresholdIndex = static_cast<int>(index);
-    }
+    state.thresholdIndex = sizeChoiceIndex(thresholds, model.threshold());
     state.searchAgainEnabled = model.phase() != DuplicatesModel::Phase::searching;
     if (model.phase() != DuplicatesModel::Phase::ready) {
         state.content = Content::Progress;

@@ -2,6 +2,7 @@
 
 #include "Tarno/DuplicatesModel.hpp"
 #include "Tarno/KeyedRows.hpp"
+#include "Tarno/SizeChoices.hpp"
 
 #include <QObject>
 #include <QPointer>
@@ -96,11 +97,7 @@ public:
     enum class Content { Progress, Empty, List };
     Q_ENUM(Content)
 
-    struct Threshold {
-        const char* name;
-        std::int64_t bytes;
-    };
-    static constexpr Threshold thresholds[] = {{"1 MB", 1'000'000}, {"10 MB", 10'000'000}, {"100 MB", 100'000'000}};
+    static constexpr SizeChoice thresholds[] = {{"1 MB", 1'000'000}, {"10 MB", 10'000'000}, {"100 MB", 100'000'000}};
 
     explicit DuplicatesScreen(QObject* parent = nullptr);
 
@@ -127,7 +124,7 @@ public:
 
     QString thresholdLabel() const { return QStringLiteral("Minimum size"); }
     QString thresholdToolTip() const { return QStringLiteral("Smallest copy to list"); }
-    QStringList thresholdNames() const;
+    QStringList thresholdNames() const { return sizeChoiceNames(thresholds); }
     int thresholdIndex() const { return m_state.thresholdIndex; }
     void setThresholdIndex(int index);
     QString searchAgainLabel() const { return QStringLiteral("Search Again"); }

@@ -70,13 +70,14 @@ void LargeFilesModel::trashed(const std::vector<LargeFile>& files, const CleanRe
 {
     setFailures(report.failures);
     const std::set<std::string> failed = report.failedPaths();
-    const auto wasMoved = [&](const LargeFile& file) {
-        return !failed.contains(file.path)
-               && std::any_of(files.begin(), files.end(), [&](const LargeFile& given) { return given.path == file.path; });
-    };
+    std::set<std::string> moved;
+    for (const LargeFile& file : files) {
+        if (!failed.contains(file.path))
+            moved.insert(file.path);
+    }
     std::vector<LargeFile> remaining;
     std::copy_if(m_files.begin(), m_files.end(), std::back_inserter(remaining),
-                 [&](const LargeFile& file) { return !wasMoved(file); });
+                 [&](const LargeFile& file) { return !moved.contains(file.path); });
     setFiles(std::move(remaining));
     if (onDiskChanged)
         onDiskChanged();

@@ -55,14 +55,6 @@ QStringList LargeFilesScreen::columnTitles() const
     return {QStringLiteral("Name"), QStringLiteral("Size"), QStringLiteral("Last Changed"), QStringLiteral("Folder")};
 }
 
-QStringList LargeFilesScreen::thresholdNames() const
-{
-    QStringList names;
-    for (const Threshold& threshold : thresholds)
-        names.append(QString::fromUtf8(threshold.name));
-    return names;
-}
-
 std::vector<LargeFile> LargeFilesScreen::selectedFiles() const
 {
     std::vector<LargeFile> selected;
@@ -81,10 +73,7 @@ LargeFilesScreen::State LargeFilesScreen::currentState() const
     if (!m_model)
         return state;
     const LargeFilesModel& model = *m_model;
-    for (std::size_t index = 0; index < std::size(thresholds); ++index) {
-        if (thresholds[index].bytes == model.threshold())
-            state.thresholdIndex = static_cast<int>(index);
-    }
+    state.thresholdIndex = sizeChoiceIndex(thresholds, model.threshold());
     state.searchAgainEnabled = model.phase() != LargeFilesModel::Phase::searching;
 
     const std::vector<LargeFile> visible = model.visibleFiles();

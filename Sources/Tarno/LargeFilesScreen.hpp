@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tarno/KeyedRows.hpp"
+#include "Tarno/SizeChoices.hpp"
 #include "Tarno/LargeFilesModel.hpp"
 
 #include <QObject>
@@ -95,11 +96,7 @@ public:
     enum class Content { Progress, Empty, List };
     Q_ENUM(Content)
 
-    struct Threshold {
-        const char* name;
-        std::int64_t bytes;
-    };
-    static constexpr Threshold thresholds[] = {
+    static constexpr SizeChoice thresholds[] = {
         {"100 MB", 100'000'000}, {"500 MB", 500'000'000}, {"1 GB", 1'000'000'000}};
 
     explicit LargeFilesScreen(QObject* parent = nullptr);
@@ -126,7 +123,7 @@ public:
 
     QString thresholdLabel() const { return QStringLiteral("Minimum size"); }
     QString thresholdToolTip() const { return QStringLiteral("Smallest file to list"); }
-    QStringList thresholdNames() const;
+    QStringList thresholdNames() const { return sizeChoiceNames(thresholds); }
     int thresholdIndex() const { return m_state.thresholdIndex; }
     void setThresholdIndex(int index);
     QString trashLabel() const { return QStringLiteral("Move to Trash"); }

@@ -10,7 +10,7 @@ namespace tarno::Thumbnails {
 namespace {
 
 // A cached picture counts only while it says it was made from the file as it
-// is now: the thumbnail specification's Thumb::MTime, in whole seconds.
+// is now: its Thumb::MTime, in whole seconds.
 QImage currentCachedPicture(const QString& file, const QString& cacheFolder, const std::string& name)
 {
     const QFileInfo info(file);
