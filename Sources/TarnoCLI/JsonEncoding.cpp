@@ -166,7 +166,9 @@ Json encode(const CleanReport::Failure& failure)
     Json object = Json::object();
     object["path"] = failure.path;
     object["reason"] = failure.reason;
-    object["kind"] = failure.kind == CleanReport::Failure::Kind::refused ? "refused" : "failed";
+    object["kind"] = failure.kind == CleanReport::Failure::Kind::refused     ? "refused"
+                     : failure.kind == CleanReport::Failure::Kind::cancelled ? "cancelled"
+                                                                             : "failed";
     return object;
 }
 
@@ -191,6 +193,41 @@ Json encode(const CleanupRecord& record)
     object["freedBytes"] = record.freedBytes;
     object["items"] = record.items;
     object["failures"] = record.failures;
+    return object;
+}
+
+Json encode(const InstalledApp& app, const std::vector<AppPart>& parts)
+{
+    Json object = Json::object();
+    object["path"] = app.path;
+    object["name"] = app.name;
+    object["bundleID"] = app.bundleID;
+    object["version"] = app.version ? Json(*app.version) : Json();
+    object["lastOpened"] = app.lastOpened ? Json(TextFormat::isoTimestamp(*app.lastOpened)) : Json();
+    object["needsPassword"] = app.needsPassword;
+    object["kind"] = app.kind == AppKind::flatpak ? "flatpak" : app.kind == AppKind::appImage ? "appImage" : "bundle";
+    object["icon"] = app.icon ? Json(*app.icon) : Json();
+    object["ownFiles"] = app.ownFiles;
+    std::int64_t bytes = 0;
+    Json measured = Json::array();
+    for (const AppPart& part : parts) {
+        bytes += part.bytes;
+        measured.push_back(Json{{"path", part.path}, {"bytes", part.bytes}});
+    }
+    object["bytes"] = bytes;
+    object["parts"] = std::move(measured);
+    return object;
+}
+
+Json encode(const UninstallSummary& summary)
+{
+    Json failures = Json::array();
+    for (const CleanReport::Failure& failure : summary.failures)
+        failures.push_back(encode(failure));
+    Json object = Json::object();
+    object["apps"] = summary.apps;
+    object["trashed"] = summary.trashed;
+    object["failures"] = std::move(failures);
     return object;
 }
 

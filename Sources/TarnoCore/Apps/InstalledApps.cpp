@@ -43,6 +43,30 @@ std::optional<PropertyList::Dictionary> readInfo(const std::string& bundle)
     return PropertyList::readDictionary(bundle + "/Contents/Info.plist");
 }
 
+// Moving a folder to another folder takes write access to the folder that
+// holds it and, for its ".." entry, to the folder itself.
+bool canMove(const std::string& path)
+{
+    const std::string parent = std::filesystem::path(path).parent_path().string();
+    return ::access(path.c_str(), W_OK) == 0 && ::access(parent.c_str(), W_OK) == 0;
+}
+
+// The bundle's own icon: CFBundleIconFile in its Resources, ".icns" when
+// the name has no extension; nothing when there is no such file.
+std::optional<std::string> iconFile(const std::string& bundle, const PropertyList::Dictionary& info)
+{
+    std::optional<std::string> name = info.string("CFBundleIconFile");
+    if (!name || name->empty() || name->find('/') != std::string::npos)
+        return std::nullopt;
+    if (name->find('.') == std::string::npos)
+        *name += ".icns";
+    std::string path = bundle + "/Contents/Resources/" + *name;
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return path;
+}
+
 std::optional<std::string> bundleIDOf(const std::string& bundle)
 {
     const std::optional<PropertyList::Dictionary> info = readInfo(bundle);
@@ -77,7 +101,10 @@ std::vector<InstalledApp> list(const std::vector<std::string>& folders, const st
             .bundleID = std::move(*bundleID),
             .version = info->string("CFBundleShortVersionString"),
             .lastOpened = lastOpened ? lastOpened(path) : std::nullopt,
-            .needsPassword = ::access(path.c_str(), W_OK) != 0,
+            .needsPassword = !canMove(path),
+            .kind = AppKind::bundle,
+            .icon = iconFile(path, *info),
+            .ownFiles = {},
         });
     }
     std::stable_sort(apps.begin(), apps.end(),

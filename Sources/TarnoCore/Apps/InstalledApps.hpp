@@ -9,14 +9,24 @@
 
 namespace tarno {
 
-// One application bundle and what the system needs to know of it.
+// What an installed application is on disk, which decides how it is removed.
+enum class AppKind {
+    bundle,   // a ".app" folder, moved to the Trash
+    flatpak,  // a Flatpak app's folder, uninstalled by Flatpak
+    appImage, // one AppImage file, moved to the Trash
+};
+
+// One application and what the system needs to know of it.
 struct InstalledApp {
-    std::string path;                   // absolute path of the ".app" bundle; its identity
-    std::string name;                   // the bundle's file name without ".app"
-    std::string bundleID;               // CFBundleIdentifier, never empty
-    std::optional<std::string> version; // CFBundleShortVersionString
+    std::string path;                   // the ".app" bundle, Flatpak app folder or AppImage file; its identity
+    std::string name;                   // the bundle's file name without ".app", or the name the app shows
+    std::string bundleID;               // CFBundleIdentifier or the Flatpak app id; never empty
+    std::optional<std::string> version; // CFBundleShortVersionString, or the newest release the app lists
     std::optional<std::chrono::system_clock::time_point> lastOpened;
-    bool needsPassword = false;         // the current user cannot write to `path`
+    bool needsPassword = false;         // the current user cannot write to where `path` lies
+    AppKind kind = AppKind::bundle;
+    std::optional<std::string> icon;    // an image file, or a name in the desktop's icon theme
+    std::vector<std::string> ownFiles;  // what it installed for itself elsewhere: an AppImage's desktop entry and icon
 
     bool operator==(const InstalledApp&) const = default;
 };

@@ -53,6 +53,7 @@ void record(CleanReport& report, const std::string& path, const Outcome& outcome
     case Outcome::Status::absent:
         break;
     case Outcome::Status::failed:
+    case Outcome::Status::denied:
         report.failures.push_back({path, outcome.reason, CleanReport::Failure::Kind::failed});
         break;
     case Outcome::Status::cancelled:

@@ -16,6 +16,7 @@ struct CleanReport {
         enum class Kind {
             refused, // the guard would not let it be touched
             failed,  // tried, and the system or the tool said no
+            cancelled, // the user dismissed the password prompt
         };
         std::string path;   // or the tool of a run action
         std::string reason; // words for the user

@@ -1,5 +1,7 @@
 #include "TarnoCore/Foundation/PathGuard.hpp"
 
+#include "TarnoCore/Platform/DesktopEntries.hpp"
+#include "TarnoCore/Platform/FileStatus.hpp"
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <algorithm>
@@ -269,7 +271,7 @@ PathGuard::Verdict PathGuard::checkTrashApp(std::string_view path) const
 {
     const std::string p = normalize(path);
     if (!p.ends_with(".app"))
-        return refused("not an app");
+        return checkTrashAppImage(p);
 
     auto inside = below(p, m_systemApplications);
     if (!inside && isUsableRoot(m_home))
@@ -293,6 +295,39 @@ PathGuard::Verdict PathGuard::checkTrashApp(std::string_view path) const
         && (m_runningApplication == p
             || (m_runningApplication.starts_with(p) && m_runningApplication[p.size()] == '/')))
         return refused("Tarno itself");
+    return Allowed{};
+}
+
+PathGuard::Verdict PathGuard::checkTrashAppImage(const std::string& p) const
+{
+    if (!isUsableRoot(m_home))
+        return refused("not an app");
+    const std::size_t slash = p.rfind('/');
+    const std::string folder = p.substr(0, slash);
+    if (folder != m_home + "/Applications" && folder != m_home + "/.local/bin")
+        return refused("not an app");
+    if (!Platform::isAppImage(p))
+        return refused("not an AppImage");
+    if (m_runningApplication == p)
+        return refused("Tarno itself");
+    return Allowed{};
+}
+
+PathGuard::Verdict PathGuard::checkUninstallFlatpak(std::string_view path) const
+{
+    const std::string p = normalize(path);
+    const std::size_t slash = p.rfind('/');
+    const std::string folder = p.substr(0, slash);
+    const std::string id = p.substr(slash + 1);
+    const std::vector<std::string> appFolders = Platform::flatpakAppFolders(Platform::userFolders(m_home).data);
+    if (std::find(appFolders.begin(), appFolders.end(), folder) == appFolders.end())
+        return refused("not in a Flatpak installation");
+    // Flatpak's ids have at least three parts; anything else is not an app's folder.
+    if (std::count(id.begin(), id.end(), '.') < 2 || id.front() == '.' || id.back() == '.')
+        return refused("not a Flatpak app");
+    struct stat status;
+    if (::lstat(p.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+        return refused("not a folder, or a symbolic link");
     return Allowed{};
 }
 

@@ -42,7 +42,12 @@ public:
 
     Verdict checkDelete(std::string_view path) const;   // removal for good
     Verdict checkTrash(std::string_view path) const;    // a move to the Trash
-    Verdict checkTrashApp(std::string_view path) const; // an application bundle to the Trash
+    // An application to the Trash: a ".app" bundle in an Applications
+    // folder, or an AppImage directly in the home's Applications or .local/bin.
+    Verdict checkTrashApp(std::string_view path) const;
+    // A Flatpak app's folder, for Flatpak to uninstall: directly in one of
+    // Flatpak's app folders, the system's or this home's.
+    Verdict checkUninstallFlatpak(std::string_view path) const;
 
     // The fixed tables, relative to the home folder.
     static std::span<const std::string_view> neverTouch();
@@ -57,6 +62,8 @@ public:
     const std::vector<std::string>& keptFolderEntries() const { return m_keptFolders; }
 
 private:
+    Verdict checkTrashAppImage(const std::string& normalized) const;
+
     std::string m_home;
     std::string m_systemApplications;
     std::string m_runningApplication;

@@ -35,6 +35,20 @@ std::optional<std::string> desktopApplicationName(std::string_view desktopID, co
 // The [Desktop Entry] group's Name of an entry's text.
 std::optional<std::string> desktopEntryName(std::string_view entryText);
 
+// The [Desktop Entry] group's Icon of an entry's text: an image file's
+// absolute path, or a name to look up in the icon theme.
+std::optional<std::string> desktopEntryIcon(std::string_view entryText);
+
+// The [Desktop Entry] group's TryExec of an entry's text: the program that
+// must be there for the entry to be shown.
+std::optional<std::string> desktopEntryTryExec(std::string_view entryText);
+
+// The image files of the application icon `iconName` in the hicolor theme of
+// a data folder ("<dataDir>/icons/hicolor/<size>/apps/<name>.svg" or ".png"):
+// scalable first, then the largest size down. None when the name is empty or
+// holds a "/".
+std::vector<std::string> hicolorIconFiles(const std::string& dataDir, std::string_view iconName);
+
 // The data folders shared by all users: $XDG_DATA_DIRS, or its defaults.
 std::vector<std::string> sharedDataFolders();
 

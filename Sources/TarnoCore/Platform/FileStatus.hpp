@@ -22,4 +22,8 @@ struct FileStatus {
 // Nothing when the path cannot be examined.
 std::optional<FileStatus> fileStatus(const std::string& path);
 
+// A regular file (a link is not) that starts as an AppImage does: an ELF
+// header with "AI" and the format's type, 1 or 2, at bytes 8 to 10.
+bool isAppImage(const std::string& path);
+
 } // namespace tarno::Platform

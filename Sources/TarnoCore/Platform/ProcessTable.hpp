@@ -65,6 +65,15 @@ public:
     // The boot time in seconds since 1970 ("btime" of <root>/stat); 0 when unreadable.
     std::int64_t bootTime() const;
 
+    // The id of the Flatpak app whose sandbox the process runs in, from the
+    // ".flatpak-info" Flatpak puts at the root of every sandbox; std::nullopt
+    // for a process outside one or one that is not ours to inspect.
+    std::optional<std::string> flatpakApplication(std::int32_t pid) const;
+
+    // The value of one variable of the environment the process started with;
+    // std::nullopt when it has none by that name or it cannot be read.
+    std::optional<std::string> environmentVariable(std::int32_t pid, std::string_view name) const;
+
     // The readers of those files, for text already read. What does not parse
     // is absent, and a figure that is negative or too large counts as absent.
 
@@ -85,6 +94,12 @@ public:
 
     // "btime" of /proc/stat; 0 when there is none.
     static std::int64_t parseBootTime(std::string_view stat);
+
+    // The name of the [Application] group of a .flatpak-info file, when not empty.
+    static std::optional<std::string> parseFlatpakApplication(std::string_view flatpakInfo);
+
+    // The first value of `name` in the NUL-separated "NAME=value" strings of an environ file.
+    static std::optional<std::string> parseEnvironmentVariable(std::string_view environ, std::string_view name);
 
 private:
     std::string m_root;

@@ -28,6 +28,12 @@ std::vector<std::string> ghCandidates();
 // polkit's way of running a command as the administrator.
 std::string pkexec();
 
+// Flatpak's command-line tool, in the order to try: each absolute folder of
+// `searchPath` (a PATH value), then the distribution's place. Flatpak is
+// where the user installed it, and the one on their PATH is the one they
+// run themselves.
+std::vector<std::string> flatpakCandidates(const std::string& searchPath);
+
 // The first candidate that is an executable regular file (a link to one
 // counts); std::nullopt when none is. Runs nothing.
 std::optional<std::string> firstExecutable(const std::vector<std::string>& candidates);

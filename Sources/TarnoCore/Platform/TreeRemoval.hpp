@@ -20,6 +20,7 @@ struct Outcome {
         done,   // removed, or moved where it was asked to go
         absent, // nothing was there: nothing to do
         failed,    // `reason` says why, in words for the user
+        denied,    // the system refused for want of permission; `reason` says so
         cancelled, // stopped on request: part of a tree may be gone
     };
     Status status = Status::done;

@@ -115,6 +115,8 @@ TEST(AppFootprintTests, PlainNamesMatchWholeInThreeFoldersFromThreeCharacters)
     home.makeFolder("Library/Application Support/Foobar");
     home.makeFolder("Library/Application Support/Go");
     home.makeFolder("Library/Caches/go");
+    home.makeFolder(".config/go");
+    home.makeFolder(".local/share/Go");
 
     EXPECT_EQ(footprint(home, "com.acme.foo", std::string("Foo"), false), (Paths{support, caches, logs}));
     EXPECT_EQ(footprint(home, "com.acme.foo", std::string("Foo"), false, {"com.other.foo"}),

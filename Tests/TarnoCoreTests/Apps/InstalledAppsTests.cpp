@@ -32,13 +32,19 @@ TEST(InstalledAppsTests, ListReadsBinaryAndXmlInfo)
     <key>CFBundleIdentifier</key>
     <string>com.example.viewer</string>
     <key>CFBundleShortVersionString</key>
-    <string>10.4.1</string>)"));
+    <string>10.4.1</string>
+    <key>CFBundleIconFile</key>
+    <string>Viewer</string>)"));
+    // The icon file's name may leave out ".icns"; one that is not there is no icon.
+    apps.makeFile("Viewer.app/Contents/Resources/Viewer.icns", 10);
     // A version that is not a string is no version.
     const std::string counter = test::makeBundleWithInfo(apps, "Counter.app", test::xmlInfo(R"(
     <key>CFBundleIdentifier</key>
     <string>com.example.counter</string>
     <key>CFBundleShortVersionString</key>
-    <integer>3</integer>)"));
+    <integer>3</integer>
+    <key>CFBundleIconFile</key>
+    <string>Missing.icns</string>)"));
     const std::string player = test::makeAppBundle(apps, "Player.app", "com.example.player");
     plist_t numbered = plist_new_dict();
     plist_dict_set_item(numbered, "CFBundleIdentifier", plist_new_string("com.example.player"));
@@ -55,10 +61,11 @@ TEST(InstalledAppsTests, ListReadsBinaryAndXmlInfo)
     // Root may write anywhere, so nothing needs a password here.
     EXPECT_EQ(InstalledApps::list({apps.path()}, {}, lastOpened),
               (std::vector<InstalledApp>{
-                  {counter, "Counter", "com.example.counter", std::nullopt, std::nullopt, false},
-                  {editor, "Editor", "com.example.editor", "2.1", std::nullopt, false},
-                  {player, "Player", "com.example.player", std::nullopt, std::nullopt, false},
-                  {viewer, "Viewer", "com.example.viewer", "10.4.1", opened, false},
+                  {counter, "Counter", "com.example.counter", std::nullopt, std::nullopt, false, AppKind::bundle, std::nullopt, {}},
+                  {editor, "Editor", "com.example.editor", "2.1", std::nullopt, false, AppKind::bundle, std::nullopt, {}},
+                  {player, "Player", "com.example.player", std::nullopt, std::nullopt, false, AppKind::bundle, std::nullopt, {}},
+                  {viewer, "Viewer", "com.example.viewer", "10.4.1", opened, false, AppKind::bundle,
+                   viewer + "/Contents/Resources/Viewer.icns", {}},
               }));
     EXPECT_EQ(asked, (Paths{counter, editor, player, viewer})) << "the callable gets each bundle's path";
     EXPECT_EQ(InstalledApps::bundleIDs({apps.path()}),
@@ -179,15 +186,20 @@ TEST(InstalledAppsTests, ExcludingComparesIdentifiersExactly)
     EXPECT_EQ(InstalledApps::bundleIDs({apps.path()}).size(), 4u) << "identifiers are never excluded";
 }
 
-TEST(InstalledAppsTests, NeedsPasswordWhenTheUserCannotWriteTheBundle)
+// Moving a bundle takes write access to it and to the folder that holds it.
+TEST(InstalledAppsTests, NeedsPasswordWhenTheUserCannotMoveTheBundle)
 {
     test::TemporaryFolder apps;
-    test::openToEveryone(apps.path());
+    ::chmod(apps.path().c_str(), 0777);
     const std::string system = test::makeAppBundle(apps, "System.app", "com.example.system"); // root's, 0755
     const std::string shared = test::makeAppBundle(apps, "Shared.app", "com.example.shared");
     ::chmod(shared.c_str(), 0777);
     const std::string owned = test::makeAppBundle(apps, "Owned.app", "com.example.owned");
     ASSERT_EQ(::chown(owned.c_str(), test::nobodyID, test::nobodyID), 0);
+    // The user's own bundle in a folder that is root's.
+    const std::string locked = test::makeAppBundle(apps, "Locked/Inner.app", "com.example.inner");
+    test::openToEveryone(apps / "Locked");
+    ASSERT_EQ(::chown(locked.c_str(), test::nobodyID, test::nobodyID), 0);
 
     const test::UnprivilegedRun run = test::runAsNobody([&] {
         std::string found;
@@ -196,7 +208,7 @@ TEST(InstalledAppsTests, NeedsPasswordWhenTheUserCannotWriteTheBundle)
         return found;
     });
     ASSERT_TRUE(run.ran) << run.reason;
-    EXPECT_EQ(run.output, "Owned:free Shared:free System:password ");
+    EXPECT_EQ(run.output, "Inner:password Owned:free Shared:free System:password ");
 }
 
 } // namespace

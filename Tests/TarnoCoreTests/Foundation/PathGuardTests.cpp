@@ -296,6 +296,46 @@ TEST_F(PathGuardTest, AllowsOnlyWholeAppBundlesInApplicationsFolders)
     EXPECT_EQ(describe(lookalike.checkTrashApp(apps + "/Tarno.app")), allowed);
 }
 
+TEST_F(PathGuardTest, AllowsAppImagesAndFlatpakAppsWhereTheyAreInstalled)
+{
+    const auto writeFile = [&](const std::string& relative, std::string_view bytes) {
+        std::ofstream(root.makeFile(relative), std::ios::binary) << bytes;
+        return root / relative;
+    };
+    const std::string_view appImage("\x7f" "ELF\x02\x01\x01\x00" "AI\x02", 11);
+    const std::string mine = writeFile("home/Applications/Tool.AppImage", appImage);
+    const std::string local = writeFile("home/.local/bin/tool", appImage);
+    const std::string deeper = writeFile("home/Applications/sub/Tool.AppImage", appImage);
+    const std::string elsewhere = writeFile("home/Downloads/Tool.AppImage", appImage);
+    const std::string plainProgram = writeFile("home/.local/bin/script", "#!/bin/sh\n");
+    const std::string link = root.makeSymlink(mine, "home/Applications/Link.AppImage");
+    const std::string flatpak = root.makeFolder("home/.local/share/flatpak/app/org.example.App");
+    const std::string shortID = root.makeFolder("home/.local/share/flatpak/app/example");
+    const std::string flatpakLink = root.makeSymlink(flatpak, "home/.local/share/flatpak/app/org.example.Link");
+    const std::string notFlatpak = root.makeFolder("home/.local/share/apps/org.example.App");
+    const PathGuard guardian = guard();
+
+    const std::pair<std::string, std::vector<std::string>> whenTrashed[] = {
+        {allowed, {mine, local}},
+        {"refused: not an app", {deeper, elsewhere, flatpak}},
+        {"refused: not an AppImage", {plainProgram, link}},
+    };
+    for (const auto& [verdict, paths] : whenTrashed)
+        for (const std::string& path : paths)
+            EXPECT_EQ(describe(guardian.checkTrashApp(path)), verdict) << path;
+    EXPECT_EQ(describe(PathGuard(home(), root / "Applications", mine).checkTrashApp(mine)), "refused: Tarno itself");
+
+    const std::pair<std::string, std::vector<std::string>> whenUninstalled[] = {
+        {allowed, {flatpak, flatpak + "/"}},
+        {"refused: not a Flatpak app", {shortID}},
+        {"refused: not a folder, or a symbolic link", {flatpakLink, flatpak + "x.y"}},
+        {"refused: not in a Flatpak installation", {notFlatpak, flatpak + "/current", mine}},
+    };
+    for (const auto& [verdict, paths] : whenUninstalled)
+        for (const std::string& path : paths)
+            EXPECT_EQ(describe(guardian.checkUninstallFlatpak(path)), verdict) << path;
+}
+
 TEST(RunningExecutablePath, IsThisTestProgram)
 {
     const std::string path = Platform::runningExecutablePath();

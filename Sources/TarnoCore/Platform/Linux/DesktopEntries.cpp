@@ -8,10 +8,15 @@
 #include "TarnoCore/Platform/Locations.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
+
+#include <sys/stat.h>
 
 namespace tarno::Platform {
 
@@ -20,6 +25,8 @@ namespace {
 struct EntryGroup {
     std::optional<std::string> exec;
     std::optional<std::string> name;
+    std::optional<std::string> icon;
+    std::optional<std::string> tryExec;
     bool hidden = false;
 };
 
@@ -46,6 +53,10 @@ EntryGroup desktopEntryGroup(std::string_view text)
             group.exec = std::string(value);
         else if (key == "Name" && !group.name)
             group.name = std::string(value);
+        else if (key == "Icon" && !group.icon)
+            group.icon = std::string(value);
+        else if (key == "TryExec" && !group.tryExec)
+            group.tryExec = std::string(value);
         else if (key == "Hidden")
             group.hidden = value == "true";
     }
@@ -150,6 +161,39 @@ std::optional<std::string> contents(const std::string& path)
 }
 
 bool isAbsolute(const char* path) { return path != nullptr && path[0] == '/'; }
+
+// A string value of the group, escapes decoded; nothing when it is empty.
+std::optional<std::string> nonEmpty(const std::optional<std::string>& value)
+{
+    if (!value)
+        return std::nullopt;
+    std::string text = unescaped(*value);
+    if (text.empty())
+        return std::nullopt;
+    return text;
+}
+
+bool isFile(const std::string& path)
+{
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// How large the images of an icon theme's size folder are: "48x48" and
+// "24x24@2" by their pixels, "scalable" above any, anything else below.
+std::uint64_t iconSizeRank(std::string_view folder)
+{
+    if (folder == "scalable")
+        return std::numeric_limits<std::uint64_t>::max();
+    std::uint32_t size = 0;
+    if (std::from_chars(folder.data(), folder.data() + folder.size(), size).ec != std::errc())
+        return 0;
+    std::uint32_t scale = 1;
+    if (const std::size_t at = folder.find('@'); at != std::string_view::npos
+        && std::from_chars(folder.data() + at + 1, folder.data() + folder.size(), scale).ec != std::errc())
+        scale = 1;
+    return std::uint64_t{size} * std::max<std::uint32_t>(scale, 1);
+}
 
 constexpr std::string_view entrySuffix = ".desktop";
 
@@ -256,6 +300,36 @@ std::optional<std::string> desktopEntryName(std::string_view entryText)
     if (name.empty())
         return std::nullopt;
     return name;
+}
+
+std::optional<std::string> desktopEntryIcon(std::string_view entryText)
+{
+    return nonEmpty(desktopEntryGroup(entryText).icon);
+}
+
+std::optional<std::string> desktopEntryTryExec(std::string_view entryText)
+{
+    return nonEmpty(desktopEntryGroup(entryText).tryExec);
+}
+
+std::vector<std::string> hicolorIconFiles(const std::string& dataDir, std::string_view iconName)
+{
+    std::vector<std::string> files;
+    if (iconName.empty() || iconName.find('/') != std::string_view::npos)
+        return files;
+    const std::string theme = dataDir + "/icons/hicolor";
+    std::vector<std::pair<std::uint64_t, std::string>> found;
+    for (const std::string& size : visibleNames(theme)) {
+        for (const char* extension : {".svg", ".png"}) {
+            std::string path = theme + "/" + size + "/apps/" + std::string(iconName) + extension;
+            if (isFile(path))
+                found.emplace_back(iconSizeRank(size), std::move(path));
+        }
+    }
+    std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (auto& [rank, path] : found)
+        files.push_back(std::move(path));
+    return files;
 }
 
 std::vector<std::string> flatpakAppFolders(const std::string& dataHome)

@@ -1,7 +1,12 @@
 #include "TarnoCore/Platform/FileStatus.hpp"
 
+#include "TarnoCore/Platform/TreeRemoval.hpp"
+
+#include <array>
+
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace tarno::Platform {
 
@@ -29,6 +34,19 @@ std::optional<FileStatus> fileStatus(const std::string& path)
     // ext4, btrfs, XFS and tmpfs keep a birth time; others leave it out.
     result.created = (status.stx_mask & STATX_BTIME) != 0 ? timeOf(status.stx_btime) : result.modified;
     return result;
+}
+
+bool isAppImage(const std::string& path)
+{
+    const TreeRemoval::Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    std::array<unsigned char, 11> header{};
+    if (::pread(file.get(), header.data(), header.size(), 0) != static_cast<ssize_t>(header.size()))
+        return false;
+    return header[0] == 0x7F && header[1] == 'E' && header[2] == 'L' && header[3] == 'F' && header[8] == 'A'
+        && header[9] == 'I' && (header[10] == 1 || header[10] == 2);
 }
 
 } // namespace tarno::Platform

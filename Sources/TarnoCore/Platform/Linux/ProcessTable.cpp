@@ -2,6 +2,8 @@
 
 #include "TarnoCore/Platform/ProcessTable.hpp"
 
+#include "TarnoCore/Platform/Text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -345,6 +347,65 @@ std::int64_t ProcessTable::parseBootTime(std::string_view contents)
         return 0;
     std::string_view rest = contents.substr(line + 7);
     return parseNumber<std::int64_t>(nextField(rest)).value_or(0);
+}
+
+std::optional<std::string> ProcessTable::flatpakApplication(std::int32_t pid) const
+{
+    // <pid>/root is the process's own view of "/", so this is the sandbox's file.
+    std::string contents;
+    if (readWholeFile(m_root + "/" + std::to_string(pid) + "/root/.flatpak-info", contents) != 0)
+        return std::nullopt;
+    return parseFlatpakApplication(contents);
+}
+
+std::optional<std::string> ProcessTable::parseFlatpakApplication(std::string_view contents)
+{
+    // A key file: "[Group]" lines, "key=value" lines, "#" comments. A runtime
+    // run on its own has a [Runtime] group instead and no app.
+    bool inGroup = false;
+    while (!contents.empty()) {
+        const std::size_t end = contents.find('\n');
+        const std::string_view line = Text::trimmed(contents.substr(0, end));
+        contents = end == std::string_view::npos ? std::string_view() : contents.substr(end + 1);
+        if (line.starts_with('[')) {
+            inGroup = line == "[Application]";
+            continue;
+        }
+        const std::size_t equals = line.find('=');
+        if (!inGroup || line.starts_with('#') || equals == std::string_view::npos)
+            continue;
+        if (Text::trimmed(line.substr(0, equals)) != "name")
+            continue;
+        const std::string_view value = Text::trimmed(line.substr(equals + 1));
+        if (value.empty())
+            return std::nullopt;
+        return std::string(value);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> ProcessTable::environmentVariable(std::int32_t pid, std::string_view name) const
+{
+    std::string contents;
+    if (readWholeFile(m_root + "/" + std::to_string(pid) + "/environ", contents) != 0)
+        return std::nullopt;
+    return parseEnvironmentVariable(contents, name);
+}
+
+std::optional<std::string> ProcessTable::parseEnvironmentVariable(std::string_view contents, std::string_view name)
+{
+    if (name.empty() || name.find('=') != std::string_view::npos)
+        return std::nullopt;
+    // What the process started with: later setenv calls are not seen here.
+    // The first definition is the one getenv would answer.
+    while (!contents.empty()) {
+        const std::size_t end = contents.find('\0');
+        const std::string_view entry = contents.substr(0, end);
+        contents = end == std::string_view::npos ? std::string_view() : contents.substr(end + 1);
+        if (entry.size() > name.size() && entry.starts_with(name) && entry[name.size()] == '=')
+            return std::string(entry.substr(name.size() + 1));
+    }
+    return std::nullopt;
 }
 
 } // namespace tarno::Platform

@@ -46,6 +46,24 @@ std::string pkexec()
     return "/usr/bin/pkexec";
 }
 
+std::vector<std::string> flatpakCandidates(const std::string& searchPath)
+{
+    std::vector<std::string> candidates;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t colon = searchPath.find(':', start);
+        const std::string folder = searchPath.substr(start, colon == std::string::npos ? colon : colon - start);
+        // An empty or relative entry means the current folder: never a place to run a tool from.
+        if (folder.starts_with('/'))
+            candidates.push_back(folder + "/flatpak");
+        if (colon == std::string::npos)
+            break;
+        start = colon + 1;
+    }
+    candidates.push_back("/usr/bin/flatpak");
+    return candidates;
+}
+
 std::optional<std::string> firstExecutable(const std::vector<std::string>& candidates)
 {
     for (const std::string& candidate : candidates) {

@@ -167,9 +167,61 @@ Outcome moveToTrash(const std::string& path, const std::string& trash, std::chro
             return Outcome{Outcome::Status::absent, {}};
         if (error == EXDEV)
             return failed(onAnotherDisk);
+        if (error == EACCES || error == EPERM)
+            return Outcome{Outcome::Status::denied, errorWords(error)};
         return failed(errorWords(error));
     }
     return failed("the Trash holds too many items of that name");
+}
+
+std::variant<Reservation, Outcome> reserve(const std::string& path, const std::string& trash,
+                                           std::chrono::system_clock::time_point deletionDate)
+{
+    const std::string filesPath = trash + "/files";
+    const std::string infoPath = trash + "/info";
+    if (trash.empty() || trash.front() != '/')
+        return failed("there is no Trash folder");
+    for (const std::string& folder : {filesPath, infoPath})
+        if (const int error = makeFolders(folder))
+            return failed("the Trash folder cannot be made: " + errorWords(error));
+    const Descriptor files(::open(filesPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor info(::open(infoPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!files || !info)
+        return failed("the Trash folder cannot be opened: " + errorWords(errno));
+
+    const std::size_t slash = path.rfind('/');
+    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (base.empty() || base == "." || base == "..")
+        return failed("has no name to keep in the Trash");
+    const std::string text = infoText(path, deletionDate);
+    for (int number = 1; number <= maximumNumber; ++number) {
+        const std::string name = number == 1 ? base : base + "." + std::to_string(number);
+        const std::string infoName = name + ".trashinfo";
+        Descriptor note(::openat(info.get(), infoName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!note) {
+            if (errno == EEXIST)
+                continue;
+            return failed(errorWords(errno));
+        }
+        struct stat taken;
+        const bool nameIsTaken = ::fstatat(files.get(), name.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0;
+        const bool written = !nameIsTaken && writeAll(note.get(), text);
+        const int writeError = errno;
+        note = Descriptor();
+        if (!written) {
+            ::unlinkat(info.get(), infoName.c_str(), 0);
+            if (nameIsTaken)
+                continue;
+            return failed(errorWords(writeError));
+        }
+        return Reservation{filesPath + "/" + name, infoPath + "/" + infoName};
+    }
+    return failed("the Trash holds too many items of that name");
+}
+
+void release(const Reservation& reservation)
+{
+    ::unlink(reservation.info.c_str());
 }
 
 } // namespace tarno::Platform::Trash
