@@ -167,6 +167,31 @@ const CommandSyntax largeSyntax{
     .takesOperands = true,
 };
 
+const CommandSyntax appsSyntax{
+    .name = "apps",
+    .operands = "",
+    .description = "The installed applications (bundles, Flatpak apps and AppImages) in the order of their names, "
+                   "each with its size and the parts it keeps in your home, each measured by itself.",
+    .options = {homeOption("looks at DIR instead of your home folder"),
+                jsonOption("prints the apps as a JSON object: apps, each with its fields, bytes and parts")},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
+const CommandSyntax uninstallSyntax{
+    .name = "uninstall",
+    .operands = "NAME|ID...",
+    .description = "Shows the apps with these names or identifiers and what they keep, asks, asks each open app to "
+                   "quit, moves the apps and their parts to the Trash (Flatpak apps are uninstalled by Flatpak), "
+                   "prints what stayed, and adds the record to the history.",
+    .options = {homeOption("uninstalls from DIR instead of your home folder"),
+                OptionSyntax{"--dry-run", "", "shows what would be uninstalled and removes nothing"},
+                OptionSyntax{"--yes", "", "uninstalls without asking (needed when standard input is not a terminal)"},
+                jsonOption("prints the apps, then what the removal did, as one JSON object")},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);

@@ -61,6 +61,8 @@ extern const CommandSyntax processesSyntax;
 extern const CommandSyntax projectsSyntax;
 extern const CommandSyntax duplicatesSyntax;
 extern const CommandSyntax largeSyntax;
+extern const CommandSyntax appsSyntax;
+extern const CommandSyntax uninstallSyntax;
 
 // Why a command line does not fit its command's grammar, in a few words.
 struct UsageError {

@@ -44,9 +44,8 @@ const std::vector<Command>& commands()
         {&measureSyntax, runMeasure}, {&catalogSyntax, runCatalog}, {&scanSyntax, runScan},
         {&guardSyntax, runGuard},     {&cleanSyntax, runClean},     {&historySyntax, runHistory},
         {&memorySyntax, runMemory},   {&diskSyntax, runDisk},       {&processesSyntax, runProcesses},
-        {&projectsSyntax, runProjects},
-        {&duplicatesSyntax, runDuplicates},
-        {&projectsSyntax, runProjects}, {&largeSyntax, runLarge},
+        {&projectsSyntax, runProjects}, {&duplicatesSyntax, runDuplicates}, {&largeSyntax, runLarge},
+        {&appsSyntax, runApps},       {&uninstallSyntax, runUninstall},
     };
     return all;
 }

@@ -20,6 +20,8 @@ int runProcesses(const std::vector<std::string>& arguments);
 int runProjects(const std::vector<std::string>& arguments);
 int runDuplicates(const std::vector<std::string>& arguments);
 int runLarge(const std::vector<std::string>& arguments);
+int runApps(const std::vector<std::string>& arguments);
+int runUninstall(const std::vector<std::string>& arguments);
 
 // A command: its grammar and what runs it.
 struct Command {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TarnoCore/Apps/AppUninstall.hpp"
+#include "TarnoCore/Apps/InstalledApps.hpp"
 #include "TarnoCore/Cleanup/CleanSummary.hpp"
 #include "TarnoCore/Cleanup/CleanupItem.hpp"
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
@@ -33,6 +35,14 @@ Json encode(const CleanSummary& summary);
 
 // date (ISO 8601 UTC), source, freedBytes, items, failures.
 Json encode(const CleanupRecord& record);
+
+// path, name, bundleID, version, lastOpened (ISO 8601 UTC or null),
+// needsPassword, kind ("bundle", "flatpak" or "appImage"), icon, ownFiles,
+// then bytes (the sum of the parts) and parts, each with path and bytes.
+Json encode(const InstalledApp& app, const std::vector<AppPart>& parts);
+
+// apps, trashed, failures.
+Json encode(const UninstallSummary& summary);
 
 // The document as indented JSON text. A file name is bytes, not text, and
 // every string is written losslessly: valid UTF-8 as it is, and each byte

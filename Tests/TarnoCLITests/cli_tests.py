@@ -20,7 +20,7 @@ import urllib.parse
 CLI = None
 
 COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects",
-            "duplicates", "large"]
+            "duplicates", "large", "apps", "uninstall"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -222,6 +222,8 @@ class UsageTests(unittest.TestCase):
             ["large", "/tmp", "/var"],
             ["large", "--min", "1e6", "/tmp"],
             ["large", "--limit", "-1", "/tmp"],
+            ["uninstall"],
+            ["apps", "Editor"],
         ]
         for arguments in cases:
             with self.subTest(arguments=arguments):
@@ -1119,6 +1121,117 @@ class MemoryAndDiskTests(unittest.TestCase):
         help_text = run("--help").stdout
         self.assertIn("tarno-cli memory [--json]", help_text)
         self.assertIn("tarno-cli disk [--json] [PATH]", help_text)
+
+
+APPIMAGE_HEADER = b"\x7fELF\x02\x01\x01\x00AI\x02" + bytes(5)
+
+
+class AppsTests(unittest.TestCase):
+    """A home with an app of each kind: a bundle, two Flatpak apps whose ids share a prefix, and an AppImage."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-apps-")
+        self.home = self.folder.name
+        data = os.path.join(self.home, ".local", "share")
+        self.bundle = os.path.join(self.home, "Applications", "Editor.app")
+        os.makedirs(os.path.join(self.bundle, "Contents"))
+        with open(os.path.join(self.bundle, "Contents", "Info.plist"), "w") as out:
+            out.write('<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict>'
+                      "<key>CFBundleIdentifier</key><string>org.example.Editor</string>"
+                      "<key>CFBundleShortVersionString</key><string>2.0</string></dict></plist>\n")
+        write_file(os.path.join(self.bundle, "Contents", "MacOS", "Editor"), 30_000)
+        self.flatpaks = {}
+        for app_id, name in (("org.example.App", "Example"), ("org.example.App.Plugin", "Example Plugin")):
+            folder = os.path.join(data, "flatpak", "app", app_id)
+            deploy = os.path.join(folder, "x86_64", "stable", "0123abcd")
+            entry = os.path.join(deploy, "export", "share", "applications", app_id + ".desktop")
+            os.makedirs(os.path.dirname(entry))
+            with open(entry, "w") as out:
+                out.write(f"[Desktop Entry]\nType=Application\nName={name}\nExec=run\n")
+            write_file(os.path.join(deploy, "files", "bin", "run"), 20_000)
+            os.symlink("0123abcd", os.path.join(folder, "x86_64", "stable", "active"))
+            os.symlink("x86_64/stable", os.path.join(folder, "current"))
+            self.flatpaks[app_id] = folder
+        self.appimage = os.path.join(self.home, "Applications", "Tool-1.2-x86_64.AppImage")
+        with open(self.appimage, "wb") as out:
+            out.write(APPIMAGE_HEADER + os.urandom(50_000))
+        os.chmod(self.appimage, 0o755)
+        self.parts = {
+            "Editor": [write_file(os.path.join(self.home, ".config", "org.example.Editor", "state"), 4_000),
+                       write_file(os.path.join(self.home, ".cache", "Editor", "blob"), 8_000)],
+            "Example": [write_file(os.path.join(self.home, ".var", "app", "org.example.App", "data"), 9_000)],
+            "Example Plugin": [write_file(os.path.join(self.home, ".var", "app", "org.example.App.Plugin", "d"), 1_000)],
+            "Tool": [write_file(os.path.join(self.home, ".config", "Tool", "settings"), 2_000)],
+        }
+        # Another program's folder, whose name starts like an app's.
+        self.stranger = write_file(os.path.join(self.home, ".config", "Ex", "x"), 100)
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def listed(self):
+        completed = run("apps", "--json", "--home", self.home)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        # Apps installed for every user on this machine are not the test's.
+        return {app["name"]: app for app in json.loads(completed.stdout)["apps"] if app["path"].startswith(self.home)}
+
+    def test_apps_lists_every_kind_with_its_own_parts_measured(self):
+        apps = self.listed()
+        self.assertEqual(sorted(apps), ["Editor", "Example", "Example Plugin", "Tool"])
+        self.assertEqual([apps[name]["kind"] for name in sorted(apps)], ["bundle", "flatpak", "flatpak", "appImage"])
+        self.assertEqual((apps["Editor"]["bundleID"], apps["Editor"]["version"]), ("org.example.Editor", "2.0"))
+        self.assertEqual(apps["Tool"]["version"], "1.2")
+        for name, app in apps.items():
+            with self.subTest(app=name):
+                paths = [part["path"] for part in app["parts"]]
+                self.assertEqual(paths[0], app["path"])
+                self.assertEqual(sorted(paths[1:]), sorted(os.path.dirname(path) for path in self.parts[name]))
+                self.assertEqual(app["bytes"], sum(part["bytes"] for part in app["parts"]))
+                self.assertNotIn(os.path.dirname(self.stranger), paths)
+        text = run("apps", "--home", self.home)
+        self.assertIn("Editor 2.0: ", text.stdout)
+        self.assertIn("~/.var/app/org.example.App\n", text.stdout)
+
+    def test_uninstall_moves_apps_and_their_parts_and_leaves_what_the_user_did_not_name(self):
+        unknown = run("uninstall", "--home", self.home, "Editor", "Nothing")
+        self.assertEqual((unknown.returncode, unknown.stdout), (2, ""))
+        self.assertIn("Nothing", unknown.stderr)
+        refused = run("uninstall", "--home", self.home, "Editor", stdin=subprocess.DEVNULL)
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("pass --yes", refused.stderr)
+        before = tree_of(self.home)
+        dry = run("uninstall", "--dry-run", "--home", self.home, "editor", "org.example.App")
+        self.assertEqual(dry.returncode, 0, dry.stderr)
+        self.assertIn("Dry run: 2 apps would be uninstalled", dry.stdout)
+        self.assertEqual(tree_of(self.home), before)
+
+        # Flatpak itself removes its apps: a stand-in records what it was asked and does it.
+        tools = os.path.join(self.folder.name, ".tools")
+        os.makedirs(tools)
+        with open(os.path.join(tools, "flatpak"), "w") as out:
+            out.write("#!/bin/sh\necho \"$*\" >> \"$HOME/flatpak.log\"\n"
+                      "for id in \"$@\"; do case \"$id\" in org.*) rm -rf \"$XDG_DATA_HOME/flatpak/app/$id\";; esac; done\n")
+        os.chmod(os.path.join(tools, "flatpak"), 0o755)
+        environment = dict(os.environ, HOME=self.home, XDG_DATA_HOME=os.path.join(self.home, ".local", "share"),
+                           PATH=tools + ":" + os.environ["PATH"])
+        completed = subprocess.run([CLI, "uninstall", "--yes", "--json", "--home", self.home, "Editor", "Tool",
+                                    "org.example.App"], capture_output=True, text=True, env=environment, timeout=60)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        summary = json.loads(completed.stdout)["summary"]
+        self.assertEqual((sorted(summary["apps"]), summary["failures"]), (["Editor", "Example", "Tool"], []))
+        with open(os.path.join(self.home, "flatpak.log")) as log:
+            self.assertEqual(log.read(), "uninstall --user --assumeyes -- org.example.App\n")
+        trash = os.path.join(self.home, ".local", "share", "Trash")
+        for gone in (self.bundle, self.appimage, self.flatpaks["org.example.App"],
+                     *self.parts["Editor"], *self.parts["Tool"], *self.parts["Example"]):
+            self.assertFalse(os.path.exists(gone), gone)
+        self.assertTrue(os.path.isfile(os.path.join(trash, "files", "Editor.app", "Contents", "Info.plist")))
+        self.assertTrue(os.path.isfile(os.path.join(trash, "info", "Editor.app.trashinfo")))
+        for kept in (self.flatpaks["org.example.App.Plugin"], *self.parts["Example Plugin"], self.stranger):
+            self.assertTrue(os.path.exists(kept), kept)
+        [record] = json.loads(run("history", "--json", "--home", self.home).stdout)
+        self.assertEqual((record["source"], sorted(record["items"]), record["freedBytes"]),
+                         ("Applications", ["Editor", "Example", "Tool"], summary["trashed"]))
 
 
 class ProcessesTests(unittest.TestCase):
