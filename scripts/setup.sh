@@ -15,6 +15,8 @@ packages=(
   # Qt 6 for the application
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
   qt6-qpa-plugins libqt6svg6
+  # application icons kept as .icns in bundles
+  qt6-image-formats-plugins
   qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtquick
   qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-templates qml6-module-qtquick-window

@@ -36,6 +36,7 @@ AppMachine AppMachine::live(CleanupEnvironment environment)
         .projects = ProjectsMachine::live(),
         .largeFiles = LargeFilesMachine::live(),
         .duplicates = DuplicatesMachine::live(),
+        .applications = ApplicationsMachine::live(),
     };
 }
 

@@ -2,6 +2,7 @@
 
 #include "Tarno/CleanupMachine.hpp"
 #include "Tarno/DuplicatesMachine.hpp"
+#include "Tarno/ApplicationsMachine.hpp"
 #include "Tarno/LargeFilesMachine.hpp"
 #include "Tarno/ProjectsMachine.hpp"
 
@@ -39,6 +40,7 @@ struct AppMachine {
     ProjectsMachine projects;
     LargeFilesMachine largeFiles;
     DuplicatesMachine duplicates;
+    ApplicationsMachine applications;
 
     // This machine, looked at through the given environment.
     static AppMachine live(CleanupEnvironment environment);

@@ -17,6 +17,7 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     , m_projects(new ProjectsModel(m_machine.projects, m_machine.home, m_guardian, this))
     , m_largeFiles(new LargeFilesModel(m_machine.largeFiles, m_machine.home, m_guardian, this))
     , m_duplicates(new DuplicatesModel(m_machine.duplicates, m_machine.home, m_guardian, this))
+    , m_applications(new ApplicationsModel(m_machine.applications, m_machine.home, m_guardian, this))
 {
     // The sections report what they removed here, and say when the disk changed.
     m_cleanup->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
@@ -31,6 +32,8 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     // A move to the Trash changes nothing on the volume until the Trash is
     // emptied, but what is in it is shown in the disk's figures.
     m_duplicates->onGone = [this](const std::set<std::string>&) { refreshDisk(); };
+    m_applications->onRemoved = [this](const CleanupRecord& entry) { record(entry); };
+    m_applications->onDiskChanged = [this] { refreshDisk(); };
     loadRecords();
 }
 
@@ -42,6 +45,7 @@ AppModel::~AppModel()
     delete m_projects;
     delete m_largeFiles;
     delete m_duplicates;
+    delete m_applications;
     delete m_readings;
     delete m_historyQueue;
 }
@@ -52,6 +56,7 @@ void AppModel::cancelAll()
     m_projects->cancel();
     m_largeFiles->cancel();
     m_duplicates->cancel();
+    m_applications->cancel();
     m_readings->cancel();
 }
 

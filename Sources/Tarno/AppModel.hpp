@@ -2,6 +2,7 @@
 
 #include "Tarno/AppMachine.hpp"
 #include "Tarno/CleanupModel.hpp"
+#include "Tarno/ApplicationsModel.hpp"
 #include "Tarno/DuplicatesModel.hpp"
 #include "Tarno/LargeFilesModel.hpp"
 #include "Tarno/ProjectsModel.hpp"
@@ -34,6 +35,7 @@ class AppModel : public QObject {
     Q_PROPERTY(tarno::ProjectsModel* projects READ projects CONSTANT)
     Q_PROPERTY(tarno::LargeFilesModel* largeFiles READ largeFiles CONSTANT)
     Q_PROPERTY(tarno::DuplicatesModel* duplicates READ duplicates CONSTANT)
+    Q_PROPERTY(tarno::ApplicationsModel* applications READ applications CONSTANT)
     // The selected section's number in allSections, -1 for none.
     Q_PROPERTY(int section READ sectionNumber WRITE setSectionNumber NOTIFY sectionChanged)
     // The section whose screen the detail area shows: overview when none is selected.
@@ -59,6 +61,7 @@ public:
     ProjectsModel* projects() const { return m_projects; }
     LargeFilesModel* largeFiles() const { return m_largeFiles; }
     DuplicatesModel* duplicates() const { return m_duplicates; }
+    ApplicationsModel* applications() const { return m_applications; }
 
     // The history, newest first; empty until it has been read.
     const std::vector<CleanupRecord>& records() const { return m_records; }
@@ -103,6 +106,7 @@ private:
     ProjectsModel* m_projects;
     LargeFilesModel* m_largeFiles;
     DuplicatesModel* m_duplicates;
+    ApplicationsModel* m_applications;
 
     std::vector<CleanupRecord> m_records;
     std::optional<DiskUsage> m_disk;

@@ -1,6 +1,7 @@
 #include "Tarno/FileIcons.hpp"
 
 #include <QIcon>
+#include <QImageReader>
 #include <QMimeDatabase>
 #include <QPainter>
 #include <QUrl>
@@ -30,6 +31,42 @@ QImage FileIcons::typeIcon(const QString& fileName, QSize size)
     image.fill(Qt::transparent);
     QPainter painter(&image);
     icon.paint(&painter, image.rect());
+    return image;
+}
+
+QImage FileIcons::appIcon(const QString& icon, QSize size)
+{
+    if (icon.startsWith(QLatin1Char('/'))) {
+        QImageReader reader(icon);
+        // An icon file may hold several sizes (an .icns does): take the
+        // reader's choice and scale it, so any of them serves.
+        if (reader.canRead()) {
+            reader.setScaledSize(reader.size().isValid() ? reader.size().scaled(size, Qt::KeepAspectRatio) : size);
+            const QImage image = reader.read();
+            if (!image.isNull())
+                return image;
+        }
+    }
+    QIcon themed = icon.isEmpty() || icon.startsWith(QLatin1Char('/')) ? QIcon() : QIcon::fromTheme(icon);
+    if (themed.isNull())
+        themed = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    themed.paint(&painter, image.rect());
+    return image;
+}
+
+AppIconImageProvider::AppIconImageProvider()
+    : QQuickImageProvider(QQuickImageProvider::Image)
+{
+}
+
+QImage AppIconImageProvider::requestImage(const QString& id, QSize* size, const QSize& requestedSize)
+{
+    const QImage image = FileIcons::appIcon(QUrl::fromPercentEncoding(id.toUtf8()), extentFor(requestedSize));
+    if (size)
+        *size = image.size();
     return image;
 }
 

@@ -16,12 +16,23 @@ namespace FileIcons {
 // Uses the icon theme: call it on the main thread.
 QImage typeIcon(const QString& fileName, QSize size);
 
+// An application's icon: `icon` is an image file or a name in the desktop's
+// icon theme; the theme's generic program icon when neither gives one.
+QImage appIcon(const QString& icon, QSize size);
+
 } // namespace FileIcons
 
 // Serves "image://filetype/<file name>": the icon of that file name's type.
 class FileTypeImageProvider : public QQuickImageProvider {
 public:
     FileTypeImageProvider();
+    QImage requestImage(const QString& id, QSize* size, const QSize& requestedSize) override;
+};
+
+// Serves "image://appicon/<icon>": an application's icon (see FileIcons::appIcon).
+class AppIconImageProvider : public QQuickImageProvider {
+public:
+    AppIconImageProvider();
     QImage requestImage(const QString& id, QSize* size, const QSize& requestedSize) override;
 };
 

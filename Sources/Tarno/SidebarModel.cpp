@@ -67,4 +67,13 @@ QString SidebarModel::rawValue(int section) const
     return found ? tarno::rawValue(*found) : QString();
 }
 
+int SidebarModel::number(const QString& raw) const
+{
+    for (std::size_t index = 0; index < allSections.size(); ++index) {
+        if (tarno::rawValue(allSections[index]) == raw)
+            return static_cast<int>(index);
+    }
+    return -1;
+}
+
 } // namespace tarno

@@ -29,6 +29,8 @@ public:
     Q_INVOKABLE QString title(int section) const;
     Q_INVOKABLE QString symbol(int section) const;
     Q_INVOKABLE QString rawValue(int section) const;
+    // The number of the section with that raw value, -1 for none.
+    Q_INVOKABLE int number(const QString& rawValue) const;
 };
 
 } // namespace tarno

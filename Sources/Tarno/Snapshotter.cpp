@@ -1,10 +1,12 @@
 #include "Tarno/Snapshotter.hpp"
 
 #include "Tarno/AppModel.hpp"
+#include "Tarno/ApplicationsScreen.hpp"
 #include "Tarno/LargeFilesScreen.hpp"
 
 #include "TarnoCore/Projects/ProjectRemoval.hpp"
 
+#include <map>
 #include <memory>
 
 #include <QDir>
@@ -62,6 +64,10 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
         if (shot.name == rawValue(AppModel::Section::duplicates))
             shot.isReady = [](const AppModel& model) {
                 return model.duplicates()->phase() == DuplicatesModel::Phase::ready;
+            };
+        if (shot.name == rawValue(AppModel::Section::applications))
+            shot.isReady = [](const AppModel& model) {
+                return model.applications()->phase() == ApplicationsModel::Phase::ready;
             };
     }
 
@@ -214,6 +220,69 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         duplicates.setFailures({});
                         duplicates.setGroups({});
                         duplicates.setHasPhotosLibrary(true);
+                    }});
+
+    // The Applications screen: the sizes still coming in, apps picked and the
+    // sheet with a part spared, a removal under way, its result with an app
+    // that would not quit, and a machine with no apps.
+    using AppsPhase = ApplicationsModel::Phase;
+    // What the listing measured, put back after the picture of it half done.
+    auto measured = std::make_shared<std::map<std::string, std::vector<AppPart>>>();
+    list.push_back({QStringLiteral("applications-measuring"), [measured](AppModel& model) {
+                        model.setSection(AppModel::Section::applications);
+                        ApplicationsModel& apps = *model.applications();
+                        *measured = apps.parts();
+                        std::map<std::string, std::vector<AppPart>> some;
+                        for (std::size_t index = 0; index < apps.apps().size(); index += 3)
+                            some[apps.apps()[index].path] = apps.parts().at(apps.apps()[index].path);
+                        apps.setPhase(AppsPhase::scanning);
+                        apps.setParts(std::move(some));
+                    }});
+    list.push_back({QStringLiteral("applications-confirmation"), [measured](AppModel& model) {
+                        ApplicationsModel& apps = *model.applications();
+                        apps.setParts(*measured);
+                        apps.setPhase(AppsPhase::ready);
+                    }, nullptr, [](QQuickWindow& window) {
+                        auto* screen = window.findChild<ApplicationsScreen*>();
+                        if (!screen)
+                            return;
+                        ApplicationsModel& apps = *screen->model();
+                        std::set<std::string> chosen;
+                        for (const InstalledApp& app : apps.apps()) {
+                            if (app.name == "Docker" || app.name == "Postman")
+                                chosen.insert(app.path);
+                        }
+                        apps.setSelection(std::move(chosen));
+                        screen->askToUninstall();
+                        for (const InstalledApp& app : apps.selectedApps()) {
+                            const std::vector<AppPart>& parts = apps.parts().at(app.path);
+                            if (app.name == "Postman" && parts.size() > 1)
+                                screen->setPartKept(QString::fromStdString(parts[1].path), true);
+                        }
+                    }});
+    list.push_back({QStringLiteral("applications-removing"), [](AppModel& model) {
+                        ApplicationsModel& apps = *model.applications();
+                        apps.setConfirming(false);
+                        apps.setPhase(AppsPhase::removing);
+                        apps.setRemovingName("Postman");
+                    }});
+    list.push_back({QStringLiteral("applications-summary"), [](AppModel& model) {
+                        ApplicationsModel& apps = *model.applications();
+                        apps.setRemovingName(std::nullopt);
+                        apps.setPhase(AppsPhase::ready);
+                        apps.setSelection({});
+                        apps.setSummary(UninstallSummary{
+                            .apps = {"Postman", "Figma"},
+                            .trashed = 1'802'000'000,
+                            .failures = {{"/Applications/Slack.app", "Slack is still open. Quit it, then try again.",
+                                          CleanReport::Failure::Kind::failed}},
+                        });
+                    }});
+    list.push_back({QStringLiteral("applications-empty"), [](AppModel& model) {
+                        ApplicationsModel& apps = *model.applications();
+                        apps.setSummary(std::nullopt);
+                        apps.setApps({});
+                        apps.setParts({});
                     }});
     return list;
 }

@@ -70,6 +70,7 @@ QQuickWindow* TarnoApp::loadMainWindow(QQmlApplicationEngine& engine)
 {
     engine.addImageProvider(QStringLiteral("icon"), new IconImageProvider);
     engine.addImageProvider(QStringLiteral("filetype"), new FileTypeImageProvider);
+    engine.addImageProvider(QStringLiteral("appicon"), new AppIconImageProvider);
     engine.addImageProvider(QStringLiteral("thumbnail"),
                             new ThumbnailImageProvider([duplicates = QPointer(m_model->duplicates())](const QString& path) {
                                 return duplicates ? duplicates->thumbnail(path.toStdString()) : QImage();

@@ -2,6 +2,7 @@
 
 #include "Tarno/AppMachine.hpp"
 
+#include "TarnoTests/MadeUpApps.hpp"
 #include "TarnoTests/MadeUpFiles.hpp"
 #include "TarnoTests/MadeUpProjects.hpp"
 
@@ -166,6 +167,7 @@ public:
             .projects = test::MadeUpProjects().machine(),
             .largeFiles = test::MadeUpFiles().largeFilesMachine(),
             .duplicates = test::MadeUpFiles().duplicatesMachine(),
+            .applications = test::MadeUpApps().machine(),
         };
     }
 

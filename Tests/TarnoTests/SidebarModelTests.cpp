@@ -42,7 +42,9 @@ TEST(SidebarModel, ListsTheSectionsInOrderWithTitlesAndSymbols)
         EXPECT_EQ(index.data(SidebarModel::SectionRole).toInt(), row);
         EXPECT_EQ(model.title(row), QString::fromUtf8(expected.title));
         EXPECT_EQ(model.symbol(row), QString::fromUtf8(expected.symbol));
+        EXPECT_EQ(model.number(QString::fromUtf8(expected.rawValue)), row);
     }
+    EXPECT_EQ(model.number(QStringLiteral("Cleanup")), -1) << "raw values are matched exactly";
 
     const QHash<int, QByteArray> roles = model.roleNames();
     EXPECT_EQ(roles.value(SidebarModel::TitleRole), "title");

@@ -1,5 +1,6 @@
 #include "Tarno/Demo/DemoMachine.hpp"
 
+#include "Tarno/Demo/DemoApps.hpp"
 #include "Tarno/Demo/DemoFiles.hpp"
 #include "Tarno/Demo/DemoProjects.hpp"
 
@@ -268,6 +269,7 @@ AppMachine machine()
         .projects = projectsMachine(),
         .largeFiles = largeFilesMachine(),
         .duplicates = duplicatesMachine(),
+        .applications = applicationsMachine(),
     };
 }
 

@@ -131,6 +131,7 @@ Item {
                     case "projects": return projectsScreen
                     case "largeFiles": return largeFilesScreen
                     case "duplicates": return duplicatesScreen
+                    case "applications": return applicationsScreen
                     default: return titleScreen
                     }
                 }
@@ -169,6 +170,16 @@ Item {
                     title: sections.title(content.model.shownSection)
                     symbol: sections.symbol(content.model.shownSection)
                     tint: Theme.sectionTint(content.model.shownSection)
+                }
+            }
+            Component {
+                id: applicationsScreen
+                ApplicationsView {
+                    model: content.model.applications
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                    onCleanupRequested: content.model.section = sections.number("cleanup")
                 }
             }
             Component {
