@@ -98,13 +98,18 @@ QString ApplicationsScreen::partLabel(const std::string& path, const std::string
     if (const std::size_t library = path.find("/Library/"); library != std::string::npos) {
         rest = std::string_view(path).substr(library + 9);
     } else {
-        // Linux keeps what the Library holds in the home's base folders.
+        // Linux keeps what the Library holds in the home's base folders: named
+        // from the home, or from the base folder itself where it was moved out.
+        const auto isBelow = [&path](const std::string& folder) {
+            return path.size() > folder.size() + 1 && path.starts_with(folder) && path[folder.size()] == '/';
+        };
         const Platform::UserFolders folders = Platform::userFolders(home);
         for (const std::string& base : {folders.config, folders.data, folders.cache}) {
-            if (path.size() > base.size() + 1 && path.starts_with(base) && path[base.size()] == '/') {
-                rest = std::string_view(path).substr(path.rfind('/', base.size() - 1) + 1);
-                break;
-            }
+            if (!isBelow(base))
+                continue;
+            const std::size_t from = isBelow(home) ? home.size() + 1 : path.rfind('/', base.size() - 1) + 1;
+            rest = std::string_view(path).substr(from);
+            break;
         }
     }
     if (rest.empty())

@@ -167,9 +167,9 @@ public:
     QString cancelLabel() const { return QStringLiteral("Cancel"); }
     QString confirmLabel() const { return QStringLiteral("Uninstall"); }
 
-    // The name of a part in the sheet: what follows the first "/Library/" or
-    // the home's base folder, its folders joined by " › ", else the path
-    // with "~" for the home.
+    // The name of a part in the sheet, its folders joined by " › ": what
+    // follows the first "/Library/", or the path from the home for one in the
+    // config, data or cache folder; else the path with "~" for the home.
     static QString partLabel(const std::string& path, const std::string& home);
 
     // The screen came into view: the first listing starts then.

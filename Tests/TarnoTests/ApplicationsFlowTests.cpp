@@ -257,7 +257,7 @@ TEST(ApplicationsScreenText, PartsAreNamedByWhatFollowsTheirBaseFolder)
     const std::pair<std::string, QString> cases[] = {
         {home + "/Library/Application Support/Editor/state", QStringLiteral("Application Support › Editor › state")},
         {home + "/.config/Editor", QStringLiteral(".config › Editor")},
-        {home + "/.local/share/editor/plugins", QStringLiteral("share › editor › plugins")},
+        {home + "/.local/share/editor/plugins", QStringLiteral(".local › share › editor › plugins")},
         {home + "/.var/app/org.example.Chat", QStringLiteral("~/.var/app/org.example.Chat")},
         {"/opt/elsewhere", QStringLiteral("/opt/elsewhere")},
     };
