@@ -2,15 +2,32 @@
 
 #include "Support/TemporaryFolder.hpp"
 
+#include "TarnoCore/Apps/InstalledApps.hpp"
+
 #include <cstdint>
 #include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <plist/plist.h>
 
 namespace tarno::test {
+
+// Installed apps as a failed comparison shows them, a line each.
+inline std::string described(const std::vector<InstalledApp>& apps)
+{
+    std::string text;
+    for (const InstalledApp& app : apps) {
+        text += "\n  " + app.path + " | " + app.name + " | " + app.bundleID + " | " + app.version.value_or("-")
+                + " | " + (app.needsPassword ? "password" : "free") + " | " + std::to_string(static_cast<int>(app.kind))
+                + " | " + app.icon.value_or("-") + " |";
+        for (const std::string& file : app.ownFiles)
+            text += " " + file;
+    }
+    return text;
+}
 
 // Writes `root` as a binary property list, the form Xcode gives an Info.plist;
 // takes ownership of `root`.

@@ -1,6 +1,7 @@
 #include "TarnoCore/Apps/AppImages.hpp"
 #include "TarnoCore/Platform/FileStatus.hpp"
 
+#include "Support/AppBundles.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/Unprivileged.hpp"
 
@@ -18,20 +19,6 @@ namespace tarno {
 namespace {
 
 using Paths = std::vector<std::string>;
-
-// The apps as a failed comparison shows them, a line each.
-std::string described(const std::vector<InstalledApp>& apps)
-{
-    std::string text;
-    for (const InstalledApp& app : apps) {
-        text += "\n  " + app.path + " | " + app.name + " | " + app.bundleID + " | " + app.version.value_or("-")
-                + " | " + (app.needsPassword ? "password" : "free") + " | " + std::to_string(static_cast<int>(app.kind))
-                + " | " + app.icon.value_or("-") + " |";
-        for (const std::string& file : app.ownFiles)
-            text += " " + file;
-    }
-    return text;
-}
 
 // The first bytes of an ELF executable for x86-64, with the AppImage type
 // `type` at bytes 8 to 10 when it is not 0.
@@ -138,7 +125,7 @@ TEST(AppImagesTests, WithoutAnEntryTheFileNameGivesNameAndVersion)
             .icon = std::nullopt,
             .ownFiles = {},
         };
-        EXPECT_EQ(found.at(path), expected) << described({found.at(path)});
+        EXPECT_EQ(found.at(path), expected) << test::described({found.at(path)});
     }
 }
 
@@ -195,7 +182,7 @@ TEST(AppImagesTests, DesktopEntriesInstalledForAnAppImageAreItsOwn)
                            .kind = AppKind::appImage,
                            .icon = mainIcons.front(),
                            .ownFiles = obsidianFiles,
-                       })) << described(apps);
+                       })) << test::described(apps);
     EXPECT_EQ(apps[1].name, "Plain");
     EXPECT_EQ(apps[1].bundleID, "Plain-2.AppImage");
     EXPECT_TRUE(apps[1].ownFiles.empty());
@@ -209,7 +196,7 @@ TEST(AppImagesTests, DesktopEntriesInstalledForAnAppImageAreItsOwn)
                            .kind = AppKind::appImage,
                            .icon = "utilities-terminal",
                            .ownFiles = {termEntry},
-                       })) << described(apps);
+                       })) << test::described(apps);
 }
 
 TEST(AppImagesTests, OnlyFilesDirectlyInTheFoldersAreListed)

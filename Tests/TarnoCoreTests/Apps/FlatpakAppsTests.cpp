@@ -2,6 +2,7 @@
 
 #include "TarnoCore/Apps/AppFootprint.hpp"
 
+#include "Support/AppBundles.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/Unprivileged.hpp"
 
@@ -18,20 +19,6 @@ namespace tarno {
 namespace {
 
 using Paths = std::vector<std::string>;
-
-// The apps as a failed comparison shows them, a line each.
-std::string described(const std::vector<InstalledApp>& apps)
-{
-    std::string text;
-    for (const InstalledApp& app : apps) {
-        text += "\n  " + app.path + " | " + app.name + " | " + app.bundleID + " | " + app.version.value_or("-")
-                + " | " + (app.needsPassword ? "password" : "free") + " | " + std::to_string(static_cast<int>(app.kind))
-                + " | " + app.icon.value_or("-") + " |";
-        for (const std::string& file : app.ownFiles)
-            text += " " + file;
-    }
-    return text;
-}
 
 void writeText(const test::TemporaryFolder& root, const std::string& relative, std::string_view text)
 {
@@ -156,7 +143,7 @@ TEST(FlatpakAppsTests, SystemAndUserAppsWithTheirNamesIconsAndVersions)
                   flatpak(user + "/com.example.Viewer", "Viewer", "com.example.Viewer", std::nullopt,
                           "/usr/share/pixmaps/viewer.png"),
     };
-    EXPECT_EQ(listed, expected) << "listed:" << described(listed) << "\nexpected:" << described(expected);
+    EXPECT_EQ(listed, expected) << "listed:" << test::described(listed) << "\nexpected:" << test::described(expected);
 }
 
 TEST(FlatpakAppsTests, VersionIsTheFirstReleaseTagsOwnVersion)

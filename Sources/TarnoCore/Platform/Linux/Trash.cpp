@@ -65,6 +65,28 @@ int makeFolders(const std::string& folder)
     }
 }
 
+struct TrashFolders {
+    Descriptor files;
+    Descriptor info;
+};
+
+// The Trash's two folders, made as needed and opened.
+std::variant<TrashFolders, Outcome> openTrash(const std::string& trash)
+{
+    if (trash.empty() || trash.front() != '/')
+        return failed("there is no Trash folder");
+    TrashFolders folders;
+    for (auto [folder, name] : {std::pair{&folders.files, "/files"}, std::pair{&folders.info, "/info"}}) {
+        const std::string path = trash + name;
+        if (const int error = makeFolders(path))
+            return failed("the Trash folder cannot be made: " + errorWords(error));
+        *folder = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!*folder)
+            return failed("the Trash folder cannot be opened: " + errorWords(errno));
+    }
+    return folders;
+}
+
 bool writeAll(int descriptor, const std::string& text)
 {
     const char* data = text.data();
@@ -104,19 +126,11 @@ Outcome moveToTrash(const std::string& path, const std::string& trash, std::chro
     if (::fstatat(parent.folder.get(), parent.name.c_str(), &item, AT_SYMLINK_NOFOLLOW) != 0)
         return errno == ENOENT ? Outcome{Outcome::Status::absent, {}} : failed(errorWords(errno));
 
-    const std::string filesPath = trash + "/files";
-    const std::string infoPath = trash + "/info";
-    if (trash.empty() || trash.front() != '/')
-        return failed("there is no Trash folder");
-    for (const std::string& folder : {filesPath, infoPath})
-        if (const int error = makeFolders(folder))
-            return failed("the Trash folder cannot be made: " + errorWords(error));
-    const Descriptor files(::open(filesPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!files)
-        return failed("the Trash folder cannot be opened: " + errorWords(errno));
-    const Descriptor info(::open(infoPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!info)
-        return failed("the Trash folder cannot be opened: " + errorWords(errno));
+    auto trashFolders = openTrash(trash);
+    if (auto* outcome = std::get_if<Outcome>(&trashFolders))
+        return *outcome;
+    const Descriptor& files = std::get<TrashFolders>(trashFolders).files;
+    const Descriptor& info = std::get<TrashFolders>(trashFolders).info;
 
     struct stat filesStatus;
     if (::fstat(files.get(), &filesStatus) != 0)
@@ -177,17 +191,11 @@ Outcome moveToTrash(const std::string& path, const std::string& trash, std::chro
 std::variant<Reservation, Outcome> reserve(const std::string& path, const std::string& trash,
                                            std::chrono::system_clock::time_point deletionDate)
 {
-    const std::string filesPath = trash + "/files";
-    const std::string infoPath = trash + "/info";
-    if (trash.empty() || trash.front() != '/')
-        return failed("there is no Trash folder");
-    for (const std::string& folder : {filesPath, infoPath})
-        if (const int error = makeFolders(folder))
-            return failed("the Trash folder cannot be made: " + errorWords(error));
-    const Descriptor files(::open(filesPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const Descriptor info(::open(infoPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!files || !info)
-        return failed("the Trash folder cannot be opened: " + errorWords(errno));
+    auto trashFolders = openTrash(trash);
+    if (auto* outcome = std::get_if<Outcome>(&trashFolders))
+        return *outcome;
+    const Descriptor& files = std::get<TrashFolders>(trashFolders).files;
+    const Descriptor& info = std::get<TrashFolders>(trashFolders).info;
 
     const std::size_t slash = path.rfind('/');
     const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -214,7 +222,7 @@ std::variant<Reservation, Outcome> reserve(const std::string& path, const std::s
                 continue;
             return failed(errorWords(writeError));
         }
-        return Reservation{filesPath + "/" + name, infoPath + "/" + infoName};
+        return Reservation{trash + "/files/" + name, trash + "/info/" + infoName};
     }
     return failed("the Trash holds too many items of that name");
 }
