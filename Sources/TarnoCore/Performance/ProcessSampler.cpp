@@ -38,6 +38,8 @@ std::optional<std::string> bundlePath(std::string_view path)
     return std::string(path.substr(0, bundleAt + bundle.size() - 1));
 }
 
+constexpr std::string_view kernelGroup = "System (kernel)";
+
 struct Accumulator {
     std::string name;
     std::optional<std::string> bundlePath;
@@ -187,10 +189,16 @@ std::vector<ProcessGroup> ProcessSampler::groups(const std::vector<ProcessSnapsh
             throughResponsibility = true;
         }
 
+        // Kernel threads (kthreadd and its children) have no executable;
+        // one group stands for all of them rather than a row per thread.
+        const bool isKernelThread = snapshot.path.empty() && (snapshot.parentPID == 2 || snapshot.pid == 2);
+
         const std::optional<std::string> bundle = bundlePath(owner);
         std::optional<std::string> applicationName;
         std::string key;
-        if (bundle) {
+        if (isKernelThread) {
+            key = kernelGroup;
+        } else if (bundle) {
             std::string_view bundleName = lastComponent(*bundle);
             bundleName.remove_suffix(bundleName.ends_with(".app.bundle") ? 11 : 4);
             applicationName = std::string(bundleName);

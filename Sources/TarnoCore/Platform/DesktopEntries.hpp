@@ -43,6 +43,21 @@ std::optional<std::string> desktopEntryIcon(std::string_view entryText);
 // must be there for the entry to be shown.
 std::optional<std::string> desktopEntryTryExec(std::string_view entryText);
 
+// The [Desktop Entry] group's Exec split as desktopEntryCommand splits it,
+// whether the entry is hidden or not: what a hidden entry would have run.
+std::optional<std::vector<std::string>> desktopEntryExec(std::string_view entryText);
+
+// Whether the [Desktop Entry] group says Hidden=true: the entry counts as deleted.
+bool desktopEntryHidden(std::string_view entryText);
+
+// The untranslated value of `key` in the [Desktop Entry] group, escapes
+// decoded; the first one when the key is there twice.
+std::optional<std::string> desktopEntryValue(std::string_view entryText, std::string_view key);
+
+// The same for a list value ("GNOME;KDE;"): the items split at each ";"
+// that is not escaped as "\;", empty ones left out.
+std::vector<std::string> desktopEntryList(std::string_view entryText, std::string_view key);
+
 // The image files of the application icon `iconName` in the hicolor theme of
 // a data folder ("<dataDir>/icons/hicolor/<size>/apps/<name>.svg" or ".png"):
 // scalable first, then the largest size down. None when the name is empty or

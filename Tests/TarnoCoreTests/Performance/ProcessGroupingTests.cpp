@@ -106,6 +106,27 @@ TEST(ProcessSamplerGrouping, UnreadablePathsAndSystemMembers)
     EXPECT_TRUE(groupWithID(groups, "systemd-logind").isSystemService);
 }
 
+TEST(ProcessSamplerGrouping, KernelThreadsShareOneSystemGroup)
+{
+    const auto withParent = [](ProcessSnapshot snapshot, std::int32_t parent) {
+        snapshot.parentPID = parent;
+        return snapshot;
+    };
+    const std::vector<ProcessGroup> groups = ProcessSampler::groups({
+        withParent(process(2, "", 0), 0),               // kthreadd
+        withParent(process(14, "", 0), 2),              // a kernel worker
+        withParent(process(9, "", 3), 2),
+        withParent(process(30, "", 4), 1),              // unreadable, but no kernel thread
+        withParent(process(31, "/usr/bin/kworker", 5), 2), // has an executable: stands for itself
+    });
+    EXPECT_EQ(groupWithID(groups, "System (kernel)"),
+              (ProcessGroup{"System (kernel)", "System (kernel)", std::nullopt, {2, 14, 9}, 2, 3, 0, true}));
+    EXPECT_EQ(groupWithID(groups, "pid 30").pids, Pids{30});
+    EXPECT_EQ(groupWithID(groups, "kworker").pids, Pids{31});
+    EXPECT_FALSE(groupWithID(groups, "kworker").isSystemService);
+    EXPECT_EQ(groups.size(), 3u);
+}
+
 TEST(ProcessSamplerGrouping, LargestMemoryFirstAndTiesInOrderOfAppearance)
 {
     const std::vector<ProcessGroup> groups = ProcessSampler::groups({

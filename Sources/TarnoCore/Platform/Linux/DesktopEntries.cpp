@@ -63,6 +63,28 @@ EntryGroup desktopEntryGroup(std::string_view text)
     return group;
 }
 
+// The raw value of `key` in the [Desktop Entry] group, read as
+// desktopEntryGroup reads the keys it knows.
+std::optional<std::string> groupValue(std::string_view text, std::string_view wanted)
+{
+    bool inGroup = false;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = Text::trimmed(text.substr(0, end));
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+        if (line.starts_with('[')) {
+            inGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        const std::size_t equals = line.find('=');
+        if (!inGroup || line.starts_with('#') || equals == std::string_view::npos)
+            continue;
+        if (Text::trimmed(line.substr(0, equals)) == wanted)
+            return std::string(Text::trimmed(line.substr(equals + 1)));
+    }
+    return std::nullopt;
+}
+
 // The escapes every string value of an entry may hold; \0 for a character
 // that is not one. Others, such as \" and \$, are left for the quoting of Exec.
 char decodedEscape(char c)
@@ -310,6 +332,58 @@ std::optional<std::string> desktopEntryIcon(std::string_view entryText)
 std::optional<std::string> desktopEntryTryExec(std::string_view entryText)
 {
     return nonEmpty(desktopEntryGroup(entryText).tryExec);
+}
+
+std::optional<std::vector<std::string>> desktopEntryExec(std::string_view entryText)
+{
+    const EntryGroup group = desktopEntryGroup(entryText);
+    if (!group.exec)
+        return std::nullopt;
+    return arguments(unescaped(*group.exec));
+}
+
+bool desktopEntryHidden(std::string_view entryText)
+{
+    return desktopEntryGroup(entryText).hidden;
+}
+
+std::optional<std::string> desktopEntryValue(std::string_view entryText, std::string_view key)
+{
+    const std::optional<std::string> value = groupValue(entryText, key);
+    if (!value)
+        return std::nullopt;
+    return unescaped(*value);
+}
+
+std::vector<std::string> desktopEntryList(std::string_view entryText, std::string_view key)
+{
+    std::vector<std::string> items;
+    const std::optional<std::string> value = groupValue(entryText, key);
+    if (!value)
+        return items;
+    std::string raw;
+    const auto finish = [&] {
+        if (std::string item = unescaped(raw); !item.empty())
+            items.push_back(std::move(item));
+        raw.clear();
+    };
+    for (std::size_t i = 0; i < value->size(); ++i) {
+        const char c = (*value)[i];
+        if (c == '\\' && i + 1 < value->size()) {
+            // "\;" is a semicolon inside an item; other escapes are the string's own.
+            if ((*value)[i + 1] == ';')
+                raw += ';';
+            else
+                raw.append(*value, i, 2);
+            ++i;
+        } else if (c == ';') {
+            finish();
+        } else {
+            raw += c;
+        }
+    }
+    finish();
+    return items;
 }
 
 std::vector<std::string> hicolorIconFiles(const std::string& dataDir, std::string_view iconName)
