@@ -37,6 +37,7 @@ AppMachine AppMachine::live(CleanupEnvironment environment)
         .largeFiles = LargeFilesMachine::live(),
         .duplicates = DuplicatesMachine::live(),
         .applications = ApplicationsMachine::live(),
+        .performance = PerformanceMachine::live(),
     };
 }
 

@@ -4,6 +4,7 @@
 #include "Tarno/DuplicatesMachine.hpp"
 #include "Tarno/ApplicationsMachine.hpp"
 #include "Tarno/LargeFilesMachine.hpp"
+#include "Tarno/PerformanceMachine.hpp"
 #include "Tarno/ProjectsMachine.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
@@ -41,6 +42,7 @@ struct AppMachine {
     LargeFilesMachine largeFiles;
     DuplicatesMachine duplicates;
     ApplicationsMachine applications;
+    PerformanceMachine performance;
 
     // This machine, looked at through the given environment.
     static AppMachine live(CleanupEnvironment environment);

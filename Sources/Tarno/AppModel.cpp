@@ -18,6 +18,7 @@ AppModel::AppModel(AppMachine machine, QObject* parent)
     , m_largeFiles(new LargeFilesModel(m_machine.largeFiles, m_machine.home, m_guardian, this))
     , m_duplicates(new DuplicatesModel(m_machine.duplicates, m_machine.home, m_guardian, this))
     , m_applications(new ApplicationsModel(m_machine.applications, m_machine.home, m_guardian, this))
+    , m_performance(new PerformanceModel(m_machine.performance, m_machine.home, this))
 {
     // The sections report what they removed here, and say when the disk changed.
     m_cleanup->onCleaned = [this](const CleanupRecord& entry) { record(entry); };
@@ -46,6 +47,7 @@ AppModel::~AppModel()
     delete m_largeFiles;
     delete m_duplicates;
     delete m_applications;
+    delete m_performance;
     delete m_readings;
     delete m_historyQueue;
 }
@@ -57,6 +59,7 @@ void AppModel::cancelAll()
     m_largeFiles->cancel();
     m_duplicates->cancel();
     m_applications->cancel();
+    m_performance->cancel();
     m_readings->cancel();
 }
 

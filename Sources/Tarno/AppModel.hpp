@@ -5,6 +5,7 @@
 #include "Tarno/ApplicationsModel.hpp"
 #include "Tarno/DuplicatesModel.hpp"
 #include "Tarno/LargeFilesModel.hpp"
+#include "Tarno/PerformanceModel.hpp"
 #include "Tarno/ProjectsModel.hpp"
 
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
@@ -36,6 +37,7 @@ class AppModel : public QObject {
     Q_PROPERTY(tarno::LargeFilesModel* largeFiles READ largeFiles CONSTANT)
     Q_PROPERTY(tarno::DuplicatesModel* duplicates READ duplicates CONSTANT)
     Q_PROPERTY(tarno::ApplicationsModel* applications READ applications CONSTANT)
+    Q_PROPERTY(tarno::PerformanceModel* performance READ performance CONSTANT)
     // The selected section's number in allSections, -1 for none.
     Q_PROPERTY(int section READ sectionNumber WRITE setSectionNumber NOTIFY sectionChanged)
     // The section whose screen the detail area shows: overview when none is selected.
@@ -62,6 +64,7 @@ public:
     LargeFilesModel* largeFiles() const { return m_largeFiles; }
     DuplicatesModel* duplicates() const { return m_duplicates; }
     ApplicationsModel* applications() const { return m_applications; }
+    PerformanceModel* performance() const { return m_performance; }
 
     // The history, newest first; empty until it has been read.
     const std::vector<CleanupRecord>& records() const { return m_records; }
@@ -107,6 +110,7 @@ private:
     LargeFilesModel* m_largeFiles;
     DuplicatesModel* m_duplicates;
     ApplicationsModel* m_applications;
+    PerformanceModel* m_performance;
 
     std::vector<CleanupRecord> m_records;
     std::optional<DiskUsage> m_disk;

@@ -2,6 +2,7 @@
 
 #include "Tarno/AppModel.hpp"
 #include "Tarno/ApplicationsScreen.hpp"
+#include "Tarno/PerformanceScreen.hpp"
 #include "Tarno/LargeFilesScreen.hpp"
 
 #include "TarnoCore/Projects/ProjectRemoval.hpp"
@@ -64,6 +65,10 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
         if (shot.name == rawValue(AppModel::Section::duplicates))
             shot.isReady = [](const AppModel& model) {
                 return model.duplicates()->phase() == DuplicatesModel::Phase::ready;
+            };
+        if (shot.name == rawValue(AppModel::Section::performance))
+            shot.isReady = [](const AppModel& model) {
+                return model.performance()->memory().has_value() && !model.performance()->developerTools().empty();
             };
         if (shot.name == rawValue(AppModel::Section::applications))
             shot.isReady = [](const AppModel& model) {
@@ -283,6 +288,29 @@ std::vector<Snapshotter::Shot> Snapshotter::shots()
                         apps.setSummary(std::nullopt);
                         apps.setApps({});
                         apps.setParts({});
+                    }});
+
+    // The Performance screen's other tabs: the developer tools with one dev
+    // server idle for hours and one in use, the question before stopping
+    // one, and the startup items with leftovers.
+    list.push_back({QStringLiteral("performance-tools"), [](AppModel& model) {
+                        model.setSection(AppModel::Section::performance);
+                        model.setPerformanceTab(AppModel::PerformanceTab::developerTools);
+                        std::map<std::string, double> idle = model.performance()->idleTimes();
+                        idle["tree-3001"] = 5.3 * 3600;
+                        model.performance()->setIdleTimes(std::move(idle));
+                    }});
+    list.push_back({QStringLiteral("performance-stop"), [](AppModel&) {}, nullptr, [](QQuickWindow& window) {
+                        if (auto* screen = window.findChild<PerformanceScreen*>())
+                            screen->askToStop(QStringLiteral("2310"));
+                    }});
+    list.push_back({QStringLiteral("performance-startup"), [](AppModel& model) {
+                        model.setPerformanceTab(AppModel::PerformanceTab::startup);
+                    }, [](const AppModel& model) {
+                        return !model.performance()->startupItems().empty();
+                    }, [](QQuickWindow& window) {
+                        if (auto* screen = window.findChild<PerformanceScreen*>())
+                            screen->cancel();
                     }});
     return list;
 }

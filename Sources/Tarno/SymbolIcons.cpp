@@ -45,6 +45,15 @@ constexpr std::array entries = {
     Entry{L("info.circle"), L("dialog-information-symbolic")},
     Entry{L("exclamationmark.triangle"), L("dialog-warning-symbolic")},
     Entry{L("photo.on.rectangle"), L("image-x-generic-symbolic")},
+    // Performance: processes, developer tools by kind, startup items.
+    Entry{L("gearshape.fill"), L("system-run-symbolic")},
+    Entry{L("hammer.fill"), L("applications-engineering-symbolic")},
+    Entry{L("text.cursor"), L("insert-text-symbolic")},
+    Entry{L("network"), L("network-wired-symbolic")},
+    Entry{L("smartphone"), L("phone-symbolic")},
+    Entry{L("iphone"), L("phone-apple-iphone-symbolic")},
+    Entry{L("shippingbox.fill"), L("package-x-generic-symbolic")},
+    Entry{L("power"), L("system-shutdown-symbolic")},
 };
 
 } // namespace

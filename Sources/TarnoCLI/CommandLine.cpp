@@ -192,6 +192,43 @@ const CommandSyntax uninstallSyntax{
     .takesOperands = true,
 };
 
+const CommandSyntax toolsSyntax{
+    .name = "tools",
+    .operands = "",
+    .description = "The developer tools that are running (build daemons, language servers, dev servers, emulators, "
+                   "simulators, Docker), largest first, with memory, processor share, for a dev server its clients "
+                   "and how long it has gone unused, and what stopping each does.",
+    .options = {homeOption("takes DIR as your home folder when telling projects from other folders"),
+                jsonOption("prints the tools as a JSON object: tools, each with its fields and idleSeconds")},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
+const CommandSyntax stopSyntax{
+    .name = "stop",
+    .operands = "ID...",
+    .description = "Shows the running developer tools with these ids (tarno-cli tools lists them) and what stopping "
+                   "each does, asks, asks each to end (SIGTERM, never a kill), waits up to 10 seconds and says "
+                   "which are still running.",
+    .options = {homeOption("takes DIR as your home folder when telling projects from other folders"),
+                OptionSyntax{"--yes", "", "stops without asking (needed when standard input is not a terminal)"},
+                jsonOption("prints the tools, then those still running, as one JSON object")},
+    .needsOperands = true,
+    .takesOperands = true,
+};
+
+const CommandSyntax startupSyntax{
+    .name = "startup",
+    .operands = "",
+    .description = "What starts by itself: launchd property lists, XDG autostart entries and enabled systemd user "
+                   "units, by scope, each with its program and whether it is a leftover (yours, and its program is "
+                   "gone).",
+    .options = {homeOption("looks at DIR instead of your home folder"),
+                jsonOption("prints the items as a JSON object: items, each with its fields and isLeftover")},
+    .needsOperands = false,
+    .takesOperands = false,
+};
+
 std::optional<std::string> ParsedArguments::option(const std::string& name) const
 {
     const auto found = options.find(name);

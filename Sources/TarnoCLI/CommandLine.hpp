@@ -63,6 +63,9 @@ extern const CommandSyntax duplicatesSyntax;
 extern const CommandSyntax largeSyntax;
 extern const CommandSyntax appsSyntax;
 extern const CommandSyntax uninstallSyntax;
+extern const CommandSyntax toolsSyntax;
+extern const CommandSyntax stopSyntax;
+extern const CommandSyntax startupSyntax;
 
 // Why a command line does not fit its command's grammar, in a few words.
 struct UsageError {

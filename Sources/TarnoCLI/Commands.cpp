@@ -45,7 +45,8 @@ const std::vector<Command>& commands()
         {&guardSyntax, runGuard},     {&cleanSyntax, runClean},     {&historySyntax, runHistory},
         {&memorySyntax, runMemory},   {&diskSyntax, runDisk},       {&processesSyntax, runProcesses},
         {&projectsSyntax, runProjects}, {&duplicatesSyntax, runDuplicates}, {&largeSyntax, runLarge},
-        {&appsSyntax, runApps},       {&uninstallSyntax, runUninstall},
+        {&appsSyntax, runApps},       {&uninstallSyntax, runUninstall}, {&toolsSyntax, runTools},
+        {&stopSyntax, runStop},       {&startupSyntax, runStartup},
     };
     return all;
 }

@@ -22,6 +22,9 @@ int runDuplicates(const std::vector<std::string>& arguments);
 int runLarge(const std::vector<std::string>& arguments);
 int runApps(const std::vector<std::string>& arguments);
 int runUninstall(const std::vector<std::string>& arguments);
+int runTools(const std::vector<std::string>& arguments);
+int runStop(const std::vector<std::string>& arguments);
+int runStartup(const std::vector<std::string>& arguments);
 
 // A command: its grammar and what runs it.
 struct Command {

@@ -4,6 +4,8 @@
 #include <fmt/core.h>
 
 #include <cstdint>
+#include <type_traits>
+#include <variant>
 #include <cstdio>
 
 namespace tarno::cli::JsonEncoding {
@@ -216,6 +218,52 @@ Json encode(const InstalledApp& app, const std::vector<AppPart>& parts)
     }
     object["bytes"] = bytes;
     object["parts"] = std::move(measured);
+    return object;
+}
+
+Json encode(const DeveloperTools::DeveloperTool& tool)
+{
+    using Tool = DeveloperTools::DeveloperTool;
+    Json stop = std::visit(
+        [](const auto& how) -> Json {
+            using How = std::decay_t<decltype(how)>;
+            if constexpr (std::is_same_v<How, Tool::Signal>)
+                return Json{{"kind", "signal"}, {"pids", how.pids}};
+            else if constexpr (std::is_same_v<How, Tool::QuitApp>)
+                return Json{{"kind", "quitApp"}, {"bundleID", how.bundleID}};
+            else
+                return Json{{"kind", "command"},
+                            {"tool", how.tool},
+                            {"arguments", how.arguments},
+                            {"thenQuit", how.thenQuit ? Json(*how.thenQuit) : Json()}};
+        },
+        tool.stop);
+    Json object = Json::object();
+    object["id"] = tool.id;
+    object["kind"] = std::string(DeveloperTools::rawValue(tool.kind));
+    object["title"] = tool.title;
+    object["detail"] = tool.detail;
+    object["consequence"] = tool.consequence;
+    object["pids"] = tool.pids;
+    object["memoryBytes"] = tool.memoryBytes;
+    object["cpuPercent"] = tool.cpuPercent;
+    object["stop"] = std::move(stop);
+    object["started"] = tool.started ? Json(TextFormat::isoTimestamp(*tool.started)) : Json();
+    object["folder"] = tool.folder ? Json(*tool.folder) : Json();
+    object["clients"] = tool.clients;
+    return object;
+}
+
+Json encode(const StartupItem& item)
+{
+    Json object = Json::object();
+    object["label"] = item.label;
+    object["scope"] = std::string(rawValue(item.scope));
+    object["program"] = item.program ? Json(*item.program) : Json();
+    object["startsAutomatically"] = item.startsAutomatically;
+    object["programMissing"] = item.programMissing;
+    object["plistPath"] = item.plistPath;
+    object["isLeftover"] = item.isLeftover();
     return object;
 }
 

@@ -6,6 +6,8 @@
 #include "TarnoCore/Cleanup/CleanupItem.hpp"
 #include "TarnoCore/Cleanup/CleanupRecord.hpp"
 #include "TarnoCore/Foundation/SizeScanner.hpp"
+#include "TarnoCore/Performance/DeveloperTools.hpp"
+#include "TarnoCore/Performance/StartupItems.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -43,6 +45,15 @@ Json encode(const InstalledApp& app, const std::vector<AppPart>& parts);
 
 // apps, trashed, failures.
 Json encode(const UninstallSummary& summary);
+
+// id, kind, title, detail, consequence, pids, memoryBytes, cpuPercent, stop
+// (kind "signal", "quitApp" or "command" with its fields), started, folder,
+// clients.
+Json encode(const DeveloperTools::DeveloperTool& tool);
+
+// label, scope (its label), program, startsAutomatically, programMissing,
+// plistPath, then isLeftover.
+Json encode(const StartupItem& item);
 
 // The document as indented JSON text. A file name is bytes, not text, and
 // every string is written losslessly: valid UTF-8 as it is, and each byte

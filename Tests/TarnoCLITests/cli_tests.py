@@ -20,7 +20,7 @@ import urllib.parse
 CLI = None
 
 COMMANDS = ["measure", "catalog", "scan", "guard", "clean", "history", "memory", "disk", "processes", "projects",
-            "duplicates", "large", "apps", "uninstall"]
+            "duplicates", "large", "apps", "uninstall", "tools", "stop", "startup"]
 
 NEWEST = 1714555800  # 2024-05-01T09:30:00Z
 OLDER = 1600000000
@@ -224,6 +224,9 @@ class UsageTests(unittest.TestCase):
             ["large", "--limit", "-1", "/tmp"],
             ["uninstall"],
             ["apps", "Editor"],
+            ["stop"],
+            ["tools", "extra"],
+            ["startup", "--yes"],
         ]
         for arguments in cases:
             with self.subTest(arguments=arguments):
@@ -1232,6 +1235,77 @@ class AppsTests(unittest.TestCase):
         [record] = json.loads(run("history", "--json", "--home", self.home).stdout)
         self.assertEqual((record["source"], sorted(record["items"]), record["freedBytes"]),
                          ("Applications", ["Editor", "Example", "Tool"], summary["trashed"]))
+
+
+class PerformanceTests(unittest.TestCase):
+    """A dev server started in a project of a made-up home, and startup items of that home."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="tarno-cli-tools-")
+        self.home = self.folder.name
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def test_a_dev_server_is_listed_with_its_port_and_stopped_by_its_id(self):
+        python = os.path.realpath(shutil.which("python3") or "/usr/bin/python3")
+        project = os.path.join(self.home, "code", "site")
+        os.makedirs(project)
+        node = os.path.join(self.home, "bin", "node")
+        os.makedirs(os.path.dirname(node))
+        shutil.copy(python, node)
+        with open(os.path.join(project, "server.py"), "w") as out:
+            out.write("import socket, sys, time\n"
+                      "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
+                      "print(s.getsockname()[1], flush=True)\n"
+                      "while True: time.sleep(1)\n")
+        # The stand-in for node keeps python's own library, which it finds by its prefix.
+        environment = dict(os.environ, PYTHONHOME=sys.base_prefix) if not python.startswith("/usr/") else None
+        server = subprocess.Popen([node, "server.py", "--watch"], cwd=project, stdout=subprocess.PIPE, text=True,
+                                  env=environment)
+        try:
+            port = int(server.stdout.readline())
+            listed = run("tools", "--json", "--home", self.home)
+            self.assertEqual(listed.returncode, 0, listed.stderr)
+            [tool] = [tool for tool in json.loads(listed.stdout)["tools"] if server.pid in tool["pids"]]
+            self.assertEqual((tool["id"], tool["kind"], tool["folder"], tool["clients"]),
+                             (f"tree-{server.pid}", "devServer", project, 0))
+            self.assertIn(f"listening on port {port}", tool["detail"])
+            self.assertIsInstance(tool["idleSeconds"], float)
+
+            refused = run("stop", "--home", self.home, tool["id"], stdin=subprocess.DEVNULL)
+            self.assertEqual(refused.returncode, 1)
+            self.assertIsNone(server.poll())
+            unknown = run("stop", "--yes", "--home", self.home, "tree-1")
+            self.assertEqual((unknown.returncode, unknown.stdout), (2, ""))
+
+            stopped = run("stop", "--yes", "--json", "--home", self.home, tool["id"])
+            self.assertEqual(stopped.returncode, 0, stopped.stderr)
+            self.assertEqual(json.loads(stopped.stdout)["stillRunning"], [])
+            self.assertEqual(server.wait(timeout=10), -signal.SIGTERM)
+        finally:
+            server.kill()
+            server.wait()
+            server.stdout.close()
+
+    def test_startup_lists_the_homes_entries_and_marks_leftovers(self):
+        autostart = os.path.join(self.home, ".config", "autostart")
+        os.makedirs(autostart)
+        with open(os.path.join(autostart, "gone.desktop"), "w") as out:
+            out.write("[Desktop Entry]\nType=Application\nName=Gone Agent\nExec=/opt/nowhere/agent --tray\n")
+        with open(os.path.join(autostart, "shell.desktop"), "w") as out:
+            out.write("[Desktop Entry]\nType=Application\nName=Shell\nExec=/bin/sh -c true\nHidden=true\n")
+        completed = run("startup", "--json", "--home", self.home)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        mine = {item["label"]: item for item in json.loads(completed.stdout)["items"]
+                if item["plistPath"].startswith(self.home)}
+        self.assertEqual(sorted(mine), ["Gone Agent", "Shell"])
+        self.assertEqual((mine["Gone Agent"]["scope"], mine["Gone Agent"]["isLeftover"], mine["Gone Agent"]["program"]),
+                         ("Your autostart entries", True, "/opt/nowhere/agent"))
+        self.assertEqual((mine["Shell"]["isLeftover"], mine["Shell"]["startsAutomatically"]), (False, False))
+        text = run("startup", "--home", self.home).stdout
+        self.assertIn("Your autostart entries:\n", text)
+        self.assertIn("Gone Agent  (leftover: its program is gone)\n", text)
 
 
 class ProcessesTests(unittest.TestCase):

@@ -4,6 +4,7 @@
 
 #include "TarnoTests/MadeUpApps.hpp"
 #include "TarnoTests/MadeUpFiles.hpp"
+#include "TarnoTests/MadeUpPerformance.hpp"
 #include "TarnoTests/MadeUpProjects.hpp"
 
 #include "TarnoCore/Cleanup/AdminCleanup.hpp"
@@ -168,6 +169,7 @@ public:
             .largeFiles = test::MadeUpFiles().largeFilesMachine(),
             .duplicates = test::MadeUpFiles().duplicatesMachine(),
             .applications = test::MadeUpApps().machine(),
+            .performance = test::MadeUpPerformance().machine(),
         };
     }
 

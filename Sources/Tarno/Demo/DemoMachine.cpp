@@ -2,6 +2,7 @@
 
 #include "Tarno/Demo/DemoApps.hpp"
 #include "Tarno/Demo/DemoFiles.hpp"
+#include "Tarno/Demo/DemoPerformance.hpp"
 #include "Tarno/Demo/DemoProjects.hpp"
 
 #include "TarnoCore/Cleanup/Tools/Docker.hpp"
@@ -270,6 +271,7 @@ AppMachine machine()
         .largeFiles = largeFilesMachine(),
         .duplicates = duplicatesMachine(),
         .applications = applicationsMachine(),
+        .performance = performanceMachine(),
     };
 }
 

@@ -57,7 +57,8 @@ QtObject {
     // A colour of the kit by its name, as models give them.
     function tone(name) {
         const tones = { "blue": blue, "violet": violet, "teal": teal, "orange": orange, "pink": pink,
-                        "indigo": indigo, "green": green, "red": danger, "secondary": secondaryText }
+                        "indigo": indigo, "green": green, "red": danger, "secondary": secondaryText,
+                        "gray": "#9ca3af" }
         return tones[name] !== undefined ? tones[name] : accent
     }
 

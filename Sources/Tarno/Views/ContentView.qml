@@ -132,6 +132,7 @@ Item {
                     case "largeFiles": return largeFilesScreen
                     case "duplicates": return duplicatesScreen
                     case "applications": return applicationsScreen
+                    case "performance": return performanceScreen
                     default: return titleScreen
                     }
                 }
@@ -180,6 +181,17 @@ Item {
                     symbol: sections.symbol(content.model.shownSection)
                     tint: Theme.sectionTint(content.model.shownSection)
                     onCleanupRequested: content.model.section = sections.number("cleanup")
+                }
+            }
+            Component {
+                id: performanceScreen
+                PerformanceView {
+                    model: content.model.performance
+                    tab: content.model.performanceTab
+                    title: sections.title(content.model.shownSection)
+                    symbol: sections.symbol(content.model.shownSection)
+                    tint: Theme.sectionTint(content.model.shownSection)
+                    onTabChosen: index => content.model.performanceTab = index
                 }
             }
             Component {
