@@ -128,13 +128,14 @@ void PerformanceModel::scheduleNext()
 
 // MARK: Actions
 
-void PerformanceModel::stop(const DeveloperTool& tool)
+void PerformanceModel::stop(DeveloperTool tool)
 {
     std::vector<DeveloperTool> remaining = m_developerTools;
     std::erase_if(remaining, [&](const DeveloperTool& listed) { return listed.id == tool.id; });
     setDeveloperTools(std::move(remaining));
     // The answer is not reported: a tool that stays shows again at the next reading.
-    m_actions->run([stopTool = m_machine.stopTool, tool](const TaskRunner::Task&) { stopTool(tool); }, [] {});
+    m_actions->run([stopTool = m_machine.stopTool, tool = std::move(tool)](const TaskRunner::Task&) { stopTool(tool); },
+                   [] {});
 }
 
 void PerformanceModel::stopIdleBuildDaemons()

@@ -49,8 +49,10 @@ public:
     // Stops the work under way, for the application going away.
     void cancel();
 
-    // The tool's row goes at once; a tool that does not end comes back at the next reading.
-    void stop(const DeveloperTool& tool);
+    // The tool's row goes at once; a tool that does not end comes back at the
+    // next reading. Taken by value: the caller's tool may be a row of the list
+    // this replaces.
+    void stop(DeveloperTool tool);
     // Every build daemon not building right now.
     void stopIdleBuildDaemons();
     void quit(const ProcessGroup& group, bool force);
