@@ -193,20 +193,6 @@ bool askToQuit(const std::vector<std::int32_t>& pids)
     return anyRunning;
 }
 
-// The outermost bundle in `path`, without its trailing slash.
-std::optional<std::string> bundleOf(std::string_view path)
-{
-    constexpr std::string_view application = ".app/";
-    constexpr std::string_view bundle = ".app.bundle/";
-    const std::size_t applicationAt = path.find(application);
-    const std::size_t bundleAt = path.find(bundle);
-    if (applicationAt == std::string_view::npos && bundleAt == std::string_view::npos)
-        return std::nullopt;
-    if (applicationAt <= bundleAt)
-        return std::string(path.substr(0, applicationAt + application.size() - 1));
-    return std::string(path.substr(0, bundleAt + bundle.size() - 1));
-}
-
 // Linux keeps no register of running applications: those running from a
 // bundle with this identifier are the ones to ask.
 bool quitApplication(const std::string& bundleID)
@@ -215,7 +201,7 @@ bool quitApplication(const std::string& bundleID)
     std::vector<std::int32_t> pids;
     std::unordered_map<std::string, bool> matches; // bundle → its identifier is bundleID
     for (const std::int32_t pid : table.allPIDs()) {
-        const std::optional<std::string> bundle = bundleOf(table.executablePath(pid));
+        const std::optional<std::string> bundle = ProcessSampler::bundlePath(table.executablePath(pid));
         if (!bundle)
             continue;
         auto found = matches.find(*bundle);
@@ -648,7 +634,7 @@ std::string summary(const std::vector<std::string>& arguments, const std::string
 
 std::optional<std::string> appName(std::string_view path)
 {
-    const std::optional<std::string> bundle = bundleOf(path);
+    const std::optional<std::string> bundle = ProcessSampler::bundlePath(path);
     if (!bundle)
         return std::nullopt;
     std::string name(lastComponent(*bundle));

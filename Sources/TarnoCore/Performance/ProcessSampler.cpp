@@ -23,20 +23,6 @@ std::uint64_t steadyNanoseconds()
             .count());
 }
 
-// The outermost application bundle in `path`, without its trailing slash, so
-// that a helper application inside another one joins its parent.
-std::optional<std::string> bundlePath(std::string_view path)
-{
-    constexpr std::string_view application = ".app/";
-    constexpr std::string_view bundle = ".app.bundle/";
-    const std::size_t applicationAt = path.find(application);
-    const std::size_t bundleAt = path.find(bundle);
-    if (applicationAt == std::string_view::npos && bundleAt == std::string_view::npos)
-        return std::nullopt;
-    if (applicationAt <= bundleAt)
-        return std::string(path.substr(0, applicationAt + application.size() - 1));
-    return std::string(path.substr(0, bundleAt + bundle.size() - 1));
-}
 
 constexpr std::string_view kernelGroup = "System (kernel)";
 
@@ -51,6 +37,19 @@ struct Accumulator {
 };
 
 } // namespace
+
+std::optional<std::string> ProcessSampler::bundlePath(std::string_view path)
+{
+    constexpr std::string_view application = ".app/";
+    constexpr std::string_view bundle = ".app.bundle/";
+    const std::size_t applicationAt = path.find(application);
+    const std::size_t bundleAt = path.find(bundle);
+    if (applicationAt == std::string_view::npos && bundleAt == std::string_view::npos)
+        return std::nullopt;
+    if (applicationAt <= bundleAt)
+        return std::string(path.substr(0, applicationAt + application.size() - 1));
+    return std::string(path.substr(0, bundleAt + bundle.size() - 1));
+}
 
 ProcessSampler::ProcessSampler()
     : ProcessSampler(Platform::ProcessTable())

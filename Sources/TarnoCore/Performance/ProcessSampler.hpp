@@ -87,6 +87,11 @@ public:
 
     static bool isSystemService(std::string_view path);
 
+    // The outermost application bundle in `path` (".app" or ".app.bundle"),
+    // without its trailing slash, so that a helper application inside
+    // another one joins its parent; nothing when there is none.
+    static std::optional<std::string> bundlePath(std::string_view path);
+
     // Folds snapshots into groups, largest memory first. Pure.
     static std::vector<ProcessGroup> groups(const std::vector<ProcessSnapshot>& snapshots);
 

@@ -30,11 +30,12 @@ struct EntryGroup {
     bool hidden = false;
 };
 
-// The keys of the [Desktop Entry] group that decide the command; other groups,
-// such as the entry's extra actions, have an Exec of their own.
-EntryGroup desktopEntryGroup(std::string_view text)
+// Calls `visit(key, value)` for each key of the [Desktop Entry] group, in
+// order, until it returns false; other groups, such as the entry's extra
+// actions, have an Exec of their own.
+template <typename Visit>
+void forEachEntryKey(std::string_view text, Visit visit)
 {
-    EntryGroup group;
     bool inGroup = false;
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
@@ -47,8 +48,16 @@ EntryGroup desktopEntryGroup(std::string_view text)
         const std::size_t equals = line.find('=');
         if (!inGroup || line.starts_with('#') || equals == std::string_view::npos)
             continue;
-        const std::string_view key = Text::trimmed(line.substr(0, equals));
-        const std::string_view value = Text::trimmed(line.substr(equals + 1));
+        if (!visit(Text::trimmed(line.substr(0, equals)), Text::trimmed(line.substr(equals + 1))))
+            return;
+    }
+}
+
+// The keys of the [Desktop Entry] group that decide the command.
+EntryGroup desktopEntryGroup(std::string_view text)
+{
+    EntryGroup group;
+    forEachEntryKey(text, [&group](std::string_view key, std::string_view value) {
         if (key == "Exec" && !group.exec)
             group.exec = std::string(value);
         else if (key == "Name" && !group.name)
@@ -59,30 +68,21 @@ EntryGroup desktopEntryGroup(std::string_view text)
             group.tryExec = std::string(value);
         else if (key == "Hidden")
             group.hidden = value == "true";
-    }
+        return true;
+    });
     return group;
 }
 
-// The raw value of `key` in the [Desktop Entry] group, read as
-// desktopEntryGroup reads the keys it knows.
+// The raw value of `key` in the [Desktop Entry] group, the first one given.
 std::optional<std::string> groupValue(std::string_view text, std::string_view wanted)
 {
-    bool inGroup = false;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\n');
-        const std::string_view line = Text::trimmed(text.substr(0, end));
-        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-        if (line.starts_with('[')) {
-            inGroup = line == "[Desktop Entry]";
-            continue;
-        }
-        const std::size_t equals = line.find('=');
-        if (!inGroup || line.starts_with('#') || equals == std::string_view::npos)
-            continue;
-        if (Text::trimmed(line.substr(0, equals)) == wanted)
-            return std::string(Text::trimmed(line.substr(equals + 1)));
-    }
-    return std::nullopt;
+    std::optional<std::string> found;
+    forEachEntryKey(text, [&](std::string_view key, std::string_view value) {
+        if (key == wanted)
+            found = std::string(value);
+        return !found;
+    });
+    return found;
 }
 
 // The escapes every string value of an entry may hold; \0 for a character
