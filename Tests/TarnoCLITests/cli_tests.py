@@ -1288,6 +1288,45 @@ class PerformanceTests(unittest.TestCase):
             server.wait()
             server.stdout.close()
 
+    def test_a_tree_member_that_ignores_the_request_is_named_and_left_running(self):
+        python = os.path.realpath(shutil.which("python3") or "/usr/bin/python3")
+        project = os.path.join(self.home, "code", "app")
+        os.makedirs(project)
+        node = os.path.join(self.home, "bin", "node")
+        os.makedirs(os.path.dirname(node))
+        shutil.copy(python, node)
+        # The root listens; its child ignores SIGTERM, as a stuck worker would.
+        with open(os.path.join(project, "server.py"), "w") as out:
+            out.write("import os, signal, socket, sys, time\n"
+                      "child = os.fork()\n"
+                      "if child == 0:\n"
+                      "    signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
+                      "    while True: time.sleep(1)\n"
+                      "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
+                      "print(child, flush=True)\n"
+                      "while True: time.sleep(1)\n")
+        environment = dict(os.environ, PYTHONHOME=sys.base_prefix) if not python.startswith("/usr/") else None
+        server = subprocess.Popen([node, "server.py"], cwd=project, stdout=subprocess.PIPE, text=True, env=environment)
+        child = int(server.stdout.readline())
+        try:
+            tools = json.loads(run("tools", "--json", "--home", self.home).stdout)["tools"]
+            [tool] = [tool for tool in tools if server.pid in tool["pids"]]
+            self.assertEqual(sorted(tool["pids"]), sorted([server.pid, child]))
+            self.assertEqual(tool["consequence"], "Stops both processes. Start it again when you need it.")
+            stopped = run("stop", "--yes", "--json", "--home", self.home, tool["id"])
+            self.assertEqual(stopped.returncode, 1, stopped.stderr)
+            self.assertEqual(json.loads(stopped.stdout)["stillRunning"], [tool["id"]])
+            self.assertEqual(server.wait(timeout=10), -signal.SIGTERM)
+            os.kill(child, 0)  # still there: nothing stronger was sent
+        finally:
+            for pid in (server.pid, child):
+                try:
+                    os.kill(pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
+            server.wait()
+            server.stdout.close()
+
     def test_startup_lists_the_homes_entries_and_marks_leftovers(self):
         autostart = os.path.join(self.home, ".config", "autostart")
         os.makedirs(autostart)
