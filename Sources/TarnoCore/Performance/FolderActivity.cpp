@@ -119,11 +119,12 @@ void FolderActivity::record(const std::vector<std::string>& paths)
         return;
 
     const std::lock_guard lock(m_lock);
-    for (const auto& [real, folder] : m_realPaths) {
+    for (const auto& watched : m_realPaths) {
+        const std::string& real = watched.first;
         const bool changed = std::any_of(kept.begin(), kept.end(),
-                                         [&](std::string_view path) { return liesBelow(path, real); });
+                                         [&real](std::string_view path) { return liesBelow(path, real); });
         if (changed)
-            m_changes[folder] = now;
+            m_changes[watched.second] = now;
     }
 }
 
