@@ -8,6 +8,8 @@
 #include "TarnoCore/Foundation/TildePath.hpp"
 #include "TarnoCore/Performance/SlownessCheck.hpp"
 
+#include <QIcon>
+#include <QUrl>
 #include <QVariantMap>
 
 #include <algorithm>
@@ -100,6 +102,16 @@ QString PerformanceScreen::advice(const MemorySnapshot& memory)
                + QStringLiteral(" of memory. Quitting a large app you are not using gives it room again.");
     return QStringLiteral("Nothing to do. The system hands file cache back the moment an app needs it, so a full "
                           "bar is not a problem by itself.");
+}
+
+QString PerformanceScreen::iconSource(const ProcessGroup& group)
+{
+    if (group.isSystemService)
+        return {};
+    const QString name = ScreenText::text(group.name).toLower();
+    if (name.isEmpty() || !QIcon::hasThemeIcon(name))
+        return {};
+    return QStringLiteral("image://appicon/") + QString::fromLatin1(QUrl::toPercentEncoding(name));
 }
 
 PerformanceScreen::State PerformanceScreen::currentState() const
@@ -224,6 +236,7 @@ void PerformanceScreen::refresh()
                           && std::find(group.pids.begin(), group.pids.end(), model.machine().ownPID) == group.pids.end();
             row.helpText = group.isSystemService ? QStringLiteral("Part of the system, which manages it.") : row.name;
             row.quitMenuLabel = QStringLiteral("Quit ") + row.name + QStringLiteral("…");
+            row.iconSource = iconSource(group);
             processes.push_back(std::move(row));
         }
 

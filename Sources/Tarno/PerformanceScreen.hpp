@@ -28,6 +28,7 @@ struct ProcessRow {
     Q_PROPERTY(bool canQuit MEMBER canQuit)
     Q_PROPERTY(QString helpText MEMBER helpText)
     Q_PROPERTY(QString quitMenuLabel MEMBER quitMenuLabel)
+    Q_PROPERTY(QString iconSource MEMBER iconSource)
 
 public:
     QString key; // the group's id
@@ -40,6 +41,7 @@ public:
     bool canQuit = false;
     QString helpText;
     QString quitMenuLabel;
+    QString iconSource; // the application's icon; empty for the generic symbol
 
     bool operator==(const ProcessRow&) const = default;
 };
@@ -178,6 +180,10 @@ public:
     QStringList tabNames() const;
     // The advice under the memory bar, by the pressure and how much is compressed.
     static QString advice(const MemorySnapshot& memory);
+    // The icon of a group: its bundle's, else the icon theme's of the same
+    // name as its program, as desktop entries mostly name their icons;
+    // nothing when the theme has none.
+    static QString iconSource(const ProcessGroup& group);
 
     QStringList processColumns() const;
     QString quitLabel() const { return QStringLiteral("Quit"); }

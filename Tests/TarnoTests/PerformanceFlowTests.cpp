@@ -170,6 +170,11 @@ TEST_F(PerformanceFlow, TheAppsTabShowsEightyGroupsAndOffersNoQuitForTheSystemOr
     EXPECT_EQ(rows[2].subtitle, QStringLiteral("2 processes"));
     EXPECT_TRUE(rows[0].canQuit);
 
+    // An icon where the desktop's theme has one by the program's name.
+    EXPECT_EQ(PerformanceScreen::iconSource(group("Folder", 1, {9})), QStringLiteral("image://appicon/folder"));
+    EXPECT_EQ(PerformanceScreen::iconSource(group("no-such-program-icon", 1, {9})), QString());
+    EXPECT_EQ(PerformanceScreen::iconSource(group("folder", 1, {9}, true)), QString()) << "the system's have the symbol";
+
     screen.askToQuit(QStringLiteral("app0"));
     EXPECT_EQ(screen.questionTitle(), QStringLiteral("Quit app0?"));
     EXPECT_EQ(screen.questionText(), QStringLiteral("This ends the process. Anything it was doing stops."));

@@ -186,6 +186,7 @@ Item {
                         required property bool canQuit
                         required property string helpText
                         required property string quitMenuLabel
+                        required property string iconSource
 
                         width: ListView.view.width - 2 * Theme.spacingLarge
                         x: Theme.spacingLarge
@@ -215,10 +216,23 @@ Item {
                             anchors.leftMargin: Theme.spacingMedium
                             anchors.rightMargin: Theme.spacingMedium
                             spacing: Theme.spacingMedium
-                            SymbolIcon {
-                                symbol: "gearshape.fill"
-                                tint: Theme.secondaryText
-                                size: 18
+                            Item {
+                                implicitWidth: 22
+                                implicitHeight: 22
+                                Image {
+                                    anchors.fill: parent
+                                    visible: processRow.iconSource.length > 0
+                                    source: processRow.iconSource
+                                    sourceSize: Qt.size(44, 44)
+                                    asynchronous: true
+                                }
+                                SymbolIcon {
+                                    anchors.centerIn: parent
+                                    visible: processRow.iconSource.length === 0
+                                    symbol: "gearshape.fill"
+                                    tint: Theme.secondaryText
+                                    size: 18
+                                }
                             }
                             ColumnLayout {
                                 Layout.fillWidth: true
