@@ -180,6 +180,7 @@ ApplicationsScreen::State ApplicationsScreen::currentState() const
         break;
     }
     }
+    // Summed once: the footer and the sheet say the same.
     if (!model.selection().empty())
         state.selectedBytesText = ScreenText::bytes(model.selectedBytes());
     state.uninstallEnabled = phase == Phase::ready && !model.selection().empty();
@@ -193,7 +194,7 @@ ApplicationsScreen::State ApplicationsScreen::currentState() const
                                       : QStringLiteral("Uninstall %1 apps?").arg(selected.size());
         state.confirmationText = (one ? QStringLiteral("The app") : QStringLiteral("Each app"))
                                  + QStringLiteral(" and what it keeps in your Library move to the Trash, ")
-                                 + ScreenText::bytes(model.selectedBytes())
+                                 + state.selectedBytesText
                                  + QStringLiteral(" in all. Open apps are asked to quit first. Untick anything you "
                                                   "want to keep.");
         std::vector<QString> locked;

@@ -1247,22 +1247,26 @@ class PerformanceTests(unittest.TestCase):
     def tearDown(self):
         self.folder.cleanup()
 
-    def test_a_dev_server_is_listed_with_its_port_and_stopped_by_its_id(self):
+    def start_node(self, project, script, arguments=()):
+        """Runs `script` in a project of the home under a copy of python named node, as a dev server would run."""
         python = os.path.realpath(shutil.which("python3") or "/usr/bin/python3")
-        project = os.path.join(self.home, "code", "site")
         os.makedirs(project)
         node = os.path.join(self.home, "bin", "node")
-        os.makedirs(os.path.dirname(node))
+        os.makedirs(os.path.dirname(node), exist_ok=True)
         shutil.copy(python, node)
         with open(os.path.join(project, "server.py"), "w") as out:
-            out.write("import socket, sys, time\n"
-                      "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
-                      "print(s.getsockname()[1], flush=True)\n"
-                      "while True: time.sleep(1)\n")
+            out.write(script)
         # The stand-in for node keeps python's own library, which it finds by its prefix.
         environment = dict(os.environ, PYTHONHOME=sys.base_prefix) if not python.startswith("/usr/") else None
-        server = subprocess.Popen([node, "server.py", "--watch"], cwd=project, stdout=subprocess.PIPE, text=True,
-                                  env=environment)
+        return subprocess.Popen([node, "server.py", *arguments], cwd=project, stdout=subprocess.PIPE, text=True,
+                                env=environment)
+
+    def test_a_dev_server_is_listed_with_its_port_and_stopped_by_its_id(self):
+        project = os.path.join(self.home, "code", "site")
+        server = self.start_node(project, "import socket, sys, time\n"
+                                          "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
+                                          "print(s.getsockname()[1], flush=True)\n"
+                                          "while True: time.sleep(1)\n", ["--watch"])
         try:
             port = int(server.stdout.readline())
             listed = run("tools", "--json", "--home", self.home)
@@ -1289,24 +1293,16 @@ class PerformanceTests(unittest.TestCase):
             server.stdout.close()
 
     def test_a_tree_member_that_ignores_the_request_is_named_and_left_running(self):
-        python = os.path.realpath(shutil.which("python3") or "/usr/bin/python3")
         project = os.path.join(self.home, "code", "app")
-        os.makedirs(project)
-        node = os.path.join(self.home, "bin", "node")
-        os.makedirs(os.path.dirname(node))
-        shutil.copy(python, node)
         # The root listens; its child ignores SIGTERM, as a stuck worker would.
-        with open(os.path.join(project, "server.py"), "w") as out:
-            out.write("import os, signal, socket, sys, time\n"
-                      "child = os.fork()\n"
-                      "if child == 0:\n"
-                      "    signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
-                      "    while True: time.sleep(1)\n"
-                      "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
-                      "print(child, flush=True)\n"
-                      "while True: time.sleep(1)\n")
-        environment = dict(os.environ, PYTHONHOME=sys.base_prefix) if not python.startswith("/usr/") else None
-        server = subprocess.Popen([node, "server.py"], cwd=project, stdout=subprocess.PIPE, text=True, env=environment)
+        server = self.start_node(project, "import os, signal, socket, sys, time\n"
+                                          "child = os.fork()\n"
+                                          "if child == 0:\n"
+                                          "    signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
+                                          "    while True: time.sleep(1)\n"
+                                          "s = socket.socket(); s.bind(('127.0.0.1', 0)); s.listen()\n"
+                                          "print(child, flush=True)\n"
+                                          "while True: time.sleep(1)\n")
         child = int(server.stdout.readline())
         try:
             tools = json.loads(run("tools", "--json", "--home", self.home).stdout)["tools"]
